@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Builds and runs the whole test suite: a plain build, then the same suite
+# built with AddressSanitizer and UndefinedBehaviorSanitizer (clang), and the
+# fuzz targets for 60 seconds each.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh
+jobs=$(nproc)
+fuzz_seconds=${VYR_FUZZ_SECONDS:-60}
+
+echo "== plain build"
+scripts/build.sh build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+(cd build && ctest --output-on-failure -j "$jobs")
+
+echo "== sanitizer build (ASan + UBSan)"
+scripts/build.sh build-asan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang \
+  -DCMAKE_CXX_COMPILER=clang++ -DVYR_SANITIZE=ON -DVYR_FUZZ=ON -DVYR_BENCH=OFF
+export ASAN_OPTIONS=detect_leaks=0:abort_on_error=0
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+(cd build-asan && ctest --output-on-failure -j "$jobs")
+
+echo "== fuzzing (${fuzz_seconds}s each)"
+for fuzzer in build-asan/fuzz/fuzz_*; do
+  [ -x "$fuzzer" ] || continue
+  name=$(basename "$fuzzer")
+  corpus=$(mktemp -d)
+  seeds="fuzz/corpus/${name#fuzz_}"
+  [ -d "$seeds" ] && cp -r "$seeds"/. "$corpus"/
+  echo "-- $name"
+  VYR_LOG_STDERR=0 "$fuzzer" -max_total_time="$fuzz_seconds" -print_final_stats=1 "$corpus" \
+    2>&1 | tail -n 5
+  rm -rf "$corpus"
+done
+echo "all test stages passed"

@@ -1,0 +1,47 @@
+// The device sandbox: a directory that stands for the phone's file system
+// when the library runs on Linux (VYR_ROOT names it). vyrd, the tests and the
+// scenarios make one with CreateSandbox.
+#pragma once
+
+#include <map>
+#include <string>
+
+namespace vyrsim {
+
+struct SandboxOptions {
+    // Contents of the product file; empty means DefaultProductXml().
+    std::string productXml;
+    // Properties merged over the defaults (and over the values already in an
+    // existing sandbox).
+    std::map<std::string, std::string> properties;
+    // Text of proc/cmdline.
+    std::string cmdline = "androidboot.swtype=normal";
+    // Copy the stand-in closed libraries into vendor/lib64.
+    bool installLibs = true;
+};
+
+// Lays out a device sandbox at root (made when missing). On an existing
+// sandbox:
+//  - the properties file keeps its values (counters such as the reboot count
+//    survive); the defaults only fill names that are missing, and
+//    opts.properties overwrite;
+//  - node files under sys/ that exist keep their contents;
+//  - the product file, proc/cmdline and the libraries are written again.
+// Returns false with a reason in *error (when error is not null).
+bool CreateSandbox(const std::string &root, const SandboxOptions &opts, std::string *error);
+
+// The product file of the simulated phone (sim/product), or a minimal
+// built-in document with no feature keys when that file cannot be read.
+std::string DefaultProductXml();
+
+// Short description of the layout, for README and --help.
+std::string SandboxLayoutText();
+
+// The defaults written into a new properties file.
+std::map<std::string, std::string> DefaultProperties();
+
+// Reads a properties file ("name=value" lines; the last line of a name wins).
+// A missing file gives an empty map.
+std::map<std::string, std::string> ReadProperties(const std::string &path);
+
+}  // namespace vyrsim

@@ -1,0 +1,212 @@
+#include "vyrd/CommandRunner.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+namespace vyrd {
+
+namespace {
+
+bool IsBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+// A whole decimal number in [0, max]; no sign, no trailing text.
+bool ParseCount(const std::string &text, long long max, long long &value) {
+    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) {
+        return false;
+    }
+    errno = 0;
+    char *end = nullptr;
+    long long v = strtoll(text.c_str(), &end, 10);
+    if (errno != 0 || *end != '\0' || v > max) {
+        return false;
+    }
+    value = v;
+    return true;
+}
+
+std::string Strip(const std::string &text) {
+    size_t begin = 0;
+    size_t end = text.size();
+    while (begin < end && IsBlank(text[begin])) {
+        ++begin;
+    }
+    while (end > begin && IsBlank(text[end - 1])) {
+        --end;
+    }
+    return text.substr(begin, end - begin);
+}
+
+// Keeps a trace section open for the lifetime of one served command.
+class TraceSection {
+public:
+    TraceSection(TraceWriter &trace, const std::string &name) : mTrace(trace) {
+        mTrace.Begin(name.c_str());
+    }
+    ~TraceSection() { mTrace.End(); }
+    TraceSection(const TraceSection &) = delete;
+    TraceSection &operator=(const TraceSection &) = delete;
+
+private:
+    TraceWriter &mTrace;
+};
+
+}  // namespace
+
+bool ParseCommandLine(std::string line, CommandLine &out) {
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
+        line.pop_back();
+    }
+    size_t start = 0;
+    while (start < line.size() && IsBlank(line[start])) {
+        ++start;
+    }
+    if (start == line.size() || line[start] == '#') {
+        return false;
+    }
+    size_t blank = start;
+    while (blank < line.size() && !IsBlank(line[blank])) {
+        ++blank;
+    }
+    out.name = line.substr(start, blank - start);
+    out.param = blank < line.size() ? line.substr(blank + 1) : std::string();
+    return true;
+}
+
+bool ParseHex(const std::string &text, std::vector<uint8_t> &out) {
+    out.clear();
+    int high = -1;
+    for (char c : text) {
+        int digit;
+        if (c >= '0' && c <= '9') {
+            digit = c - '0';
+        } else if (c >= 'a' && c <= 'f') {
+            digit = c - 'a' + 10;
+        } else if (c >= 'A' && c <= 'F') {
+            digit = c - 'A' + 10;
+        } else if (IsBlank(c) && high < 0) {
+            continue;
+        } else {
+            return false;
+        }
+        if (high < 0) {
+            high = digit;
+        } else {
+            out.push_back(static_cast<uint8_t>(high << 4 | digit));
+            high = -1;
+        }
+    }
+    return high < 0;
+}
+
+bool CommandRunner::RunLine(const std::string &line) {
+    CommandLine cmd;
+    if (!ParseCommandLine(line, cmd)) {
+        return true;
+    }
+    return Run(cmd);
+}
+
+bool CommandRunner::RunFmq(const std::string &what, const std::vector<uint8_t> &bytes) {
+    std::vector<uint8_t> copy(bytes);
+    int32_t result = 0;
+    {
+        TraceSection section(mTrace, "vyrd " + what);
+        result = mLib.Ops().vyr_fmq_data(copy.data(), static_cast<int32_t>(copy.size()));
+    }
+    mOut.Event({{"command", what}, {"size", copy.size()}, {"result", result}});
+    return true;
+}
+
+bool CommandRunner::Run(const CommandLine &cmd) {
+    if (cmd.name == "sleep") {
+        long long ms = 0;
+        if (!ParseCount(Strip(cmd.param), 24LL * 3600 * 1000, ms)) {
+            fprintf(stderr, "vyrd: sleep needs milliseconds, got \"%s\"\n", cmd.param.c_str());
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+        return true;
+    }
+    if (cmd.name == "client") {
+        std::string name = Strip(cmd.param);
+        if (name.empty()) {
+            fprintf(stderr, "vyrd: client needs a name\n");
+            return false;
+        }
+        mClient = name;
+        return true;
+    }
+    if (cmd.name == "getdata") {
+        std::string param = Strip(cmd.param);
+        size_t blank = param.find_last_of(" \t");
+        long long size = 0;
+        if (blank == std::string::npos || !ParseCount(param.substr(blank + 1), INT32_MAX, size)) {
+            fprintf(stderr, "vyrd: usage: getdata CMD SIZE\n");
+            return false;
+        }
+        std::string name = Strip(param.substr(0, blank));
+        std::vector<uint8_t> out;
+        {
+            TraceSection section(mTrace, "vyrd getdata " + name);
+            mLib.Ops().vyr_get_data(name, static_cast<int32_t>(size), out);
+        }
+        mOut.Reply("getdata", mClient, param, out);
+        return true;
+    }
+    if (cmd.name == "fmq") {
+        std::vector<uint8_t> bytes;
+        if (!ParseHex(cmd.param, bytes)) {
+            fprintf(stderr, "vyrd: fmq needs hex bytes\n");
+            return false;
+        }
+        return RunFmq("fmq", bytes);
+    }
+    if (cmd.name == "fmqfile") {
+        std::ifstream in(Strip(cmd.param), std::ios::binary);
+        if (!in) {
+            fprintf(stderr, "vyrd: cannot read \"%s\"\n", cmd.param.c_str());
+            return false;
+        }
+        std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
+                                   std::istreambuf_iterator<char>());
+        return RunFmq("fmqfile", bytes);
+    }
+
+    std::vector<uint8_t> in(cmd.param.begin(), cmd.param.end());
+    std::vector<uint8_t> out;
+    {
+        TraceSection section(mTrace, "vyrd " + cmd.name);
+        mLib.Ops().vyr_run_command(mClient, cmd.name, in, out);
+    }
+    mOut.Reply(cmd.name, mClient, cmd.param, out);
+    return true;
+}
+
+int CommandRunner::RunStream(std::istream &in, bool prompt) {
+    int bad = 0;
+    for (;;) {
+        if (prompt) {
+            fputs("vyrd> ", stderr);
+            fflush(stderr);
+        }
+        std::string line;
+        if (!std::getline(in, line)) {
+            break;
+        }
+        if (!RunLine(line)) {
+            ++bad;
+        }
+    }
+    return bad;
+}
+
+}  // namespace vyrd

@@ -1,0 +1,58 @@
+// Serves vyrd's commands, whatever their source (-c, a script, standard
+// input). A command line is a name, then after one blank the parameter
+// (the rest of the line, blanks included). Blank lines and lines starting
+// with '#' are skipped. Besides the library's named commands:
+//   sleep MS           pause
+//   client NAME        client name for the following commands
+//   getdata CMD SIZE   vyr_get_data(CMD, SIZE)
+//   fmq HEX            vyr_fmq_data with the bytes in hex (blanks allowed)
+//   fmqfile PATH       vyr_fmq_data with the bytes of a file
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <string>
+#include <vector>
+
+#include "vyrd/HalLibrary.h"
+#include "vyrd/Output.h"
+#include "vyrd/TraceWriter.h"
+
+namespace vyrd {
+
+struct CommandLine {
+    std::string name;
+    std::string param;
+};
+
+// False for a line that holds no command (blank or comment).
+bool ParseCommandLine(std::string line, CommandLine &out);
+
+// Bytes of a hex text; blanks between digit pairs allowed. False on
+// anything else.
+bool ParseHex(const std::string &text, std::vector<uint8_t> &out);
+
+class CommandRunner {
+public:
+    CommandRunner(const HalLibrary &lib, Output &out, TraceWriter &trace, std::string client)
+        : mLib(lib), mOut(out), mTrace(trace), mClient(std::move(client)) {}
+
+    // Runs one line; false when it was a malformed built-in (reported on
+    // standard error).
+    bool RunLine(const std::string &line);
+    bool Run(const CommandLine &cmd);
+    // Runs every line of a stream; the count of malformed lines.
+    int RunStream(std::istream &in, bool prompt);
+
+    const std::string &Client() const { return mClient; }
+
+private:
+    bool RunFmq(const std::string &what, const std::vector<uint8_t> &bytes);
+
+    const HalLibrary &mLib;
+    Output &mOut;
+    TraceWriter &mTrace;
+    std::string mClient;
+};
+
+}  // namespace vyrd

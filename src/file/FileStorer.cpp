@@ -1,0 +1,90 @@
+#include "file/FileStorer.h"
+
+#include <libgen.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <utility>
+#include <vector>
+
+#include "hal/VyrHal.h"
+#include "log/LogSink.h"
+#include "platform/Utils.h"
+
+FileStorer::FileStorer(VyrHal &hal, std::string path, bool flushEachWrite)
+    : mHal(hal), mLog(hal), mFlushEachWrite(flushEachWrite), mFilename(std::move(path)) {}
+
+FileStorer::~FileStorer() {
+    Close();
+}
+
+bool FileStorer::Init() {
+    if (mFilename.empty()) {
+        LOGE("mFilename size = 0");
+        return false;
+    }
+    if (mFile != nullptr) {
+        if (access(DevicePathOf(mFilename).c_str(), F_OK) == 0) {
+            return true;
+        }
+        // Deleted underneath: start a new file.
+        Close();
+    }
+    return OpenFile();
+}
+
+bool FileStorer::OpenFile() {
+    LOGI("%s", mFilename.c_str());
+    const std::string path = DevicePathOf(mFilename);
+    // dirname may write into its argument: hand it a copy.
+    std::vector<char> copy(path.begin(), path.end());
+    copy.push_back('\0');
+    if (CheckPath(dirname(copy.data())).empty()) {
+        return false;
+    }
+    Close();
+    mFile = fopen(path.c_str(), "a");
+    if (mFile == nullptr) {
+        LOGE("mFile is nullptr");
+        return false;
+    }
+    long size = -1;
+    if (fseek(mFile, 0, SEEK_END) == 0) {
+        size = ftell(mFile);
+    }
+    mSize = size > 0 ? static_cast<uint64_t>(size) : 0;
+    fchmod(fileno(mFile), 0666);
+    mCount = 0;
+    return true;
+}
+
+void FileStorer::Write(const std::string &header, const std::string &text, bool headerOnce) {
+    if (text.empty() || !Init()) {
+        return;
+    }
+    if (!header.empty() && (mCount == 0 || !headerOnce)) {
+        WriteText(header);
+    }
+    ++mCount;
+    WriteText(text);
+}
+
+void FileStorer::WriteText(const std::string &text) {
+    if (mFile == nullptr) {
+        return;
+    }
+    fputs(text.c_str(), mFile);
+    mSize += text.length();
+    if (mFlushEachWrite || mCount % mFlushEvery == 0) {
+        fflush(mFile);
+    }
+}
+
+void FileStorer::Close() {
+    if (mFile == nullptr) {
+        return;
+    }
+    fflush(mFile);
+    fclose(mFile);
+    mFile = nullptr;
+}

@@ -1,0 +1,45 @@
+// Appends text records to one file, with a header at the head of each file
+// and a flush every tenth record (or every write when asked).
+//
+// The file is opened on the first write; when it disappears underneath, the
+// next write opens it again, and the new file gets its header again.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+class LogSink;
+class VyrHal;
+
+class FileStorer {
+public:
+    FileStorer(VyrHal &hal, std::string path, bool flushEachWrite);
+    ~FileStorer();
+
+    FileStorer(const FileStorer &) = delete;
+    FileStorer &operator=(const FileStorer &) = delete;
+
+    // Ready to write: open, and the file still there.
+    bool Init();
+    bool OpenFile();
+    // Writes header (once per file when headerOnce, else before every
+    // record) and then text. Nothing happens for empty text.
+    void Write(const std::string &header, const std::string &text, bool headerOnce);
+    void WriteText(const std::string &text);
+    void Close();
+    // Records written since the file was opened.
+    uint32_t GetCount() const { return mCount; }
+    // Bytes of the file.
+    uint64_t GetSize() const { return mSize; }
+
+private:
+    VyrHal &mHal;
+    LogSink &mLog;
+    bool mFlushEachWrite;
+    std::string mFilename;
+    FILE *mFile = nullptr;
+    uint32_t mCount = 0;
+    uint64_t mSize = 0;
+    uint32_t mFlushEvery = 10;
+};

@@ -1,0 +1,159 @@
+// The one object that owns every service and module of the library.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "hal/HalStatus.h"
+#include "hal/vyr_hal.h"
+#include "log/LogSink.h"
+#include "platform/LibSysTrace.h"
+
+class DirOperator;
+class Dmd;
+class ModuleBase;
+class ServerCmds;
+class SensorHub;
+class Sysfs;
+class VyrFmq;
+class VyrFrame;
+class WatchDog;
+
+// Key/value pairs of the kernel command line.
+class CmdLine {
+public:
+    CmdLine();
+    std::string Get(const std::string &key) const;
+
+    std::map<std::string, std::string> mValues;
+    bool recovery = false;
+};
+
+class VyrHal : public HalLogSink {
+public:
+    explicit VyrHal(vyr_sys_device_t *sys);
+    ~VyrHal() override;
+
+    // Start-up.
+    bool Init();
+    bool InitSystem();
+    bool InitLogEnable();
+    void SetLogEnable(bool enable);
+    bool GetFactoryMode();
+    bool GetUpgradeMode();
+    bool InitDaemon();
+    bool InitVyrd();
+    void UninitVyrd();
+    bool InitModules();
+    bool RegModule(std::shared_ptr<ModuleBase> module);
+    void ProcessModule();
+    void InitProperties();
+    void UninitModules();
+
+    // The way out.
+    void DoSos(const std::string where, int code, bool keepAlive);
+    void ProcessPreSos();
+    bool IsDoingSos() const { return mDoSos.load() != 0; }
+    void EnableConnectSensors(bool enable);
+    void CheckMemory();
+
+    // Table entries.
+    int VyrInit(vyr_notify_t notify);
+    int VyrRunCommand(const std::string client, const std::string cmd,
+                      const std::vector<uint8_t> in, std::vector<uint8_t> &out);
+    int VyrGetData(const std::string cmd, int32_t size, std::vector<uint8_t> &out);
+    int VyrFmqData(uint8_t *data, int32_t size);
+
+    // Accessors: never null; a missing member ends in DoSos.
+    DirOperator &GetDirOperator();
+    ServerCmds &GetServerCmds();
+    VyrFrame &GetCurFrame();
+    WatchDog &GetWatchdog();
+    SensorHub &GetSensorHub();
+    Sysfs &GetSysfs();
+    Dmd &GetDmd();
+    const vyr_notify_t &GetNotify();
+    vyr_sys_device_t &GetSysDevice();
+
+    bool HasWatchdog() const { return mWatchdog != nullptr; }
+
+    bool IsLogEnable() const { return mLogEnable.load(std::memory_order_relaxed); }
+    int32_t GetLogLevel() const { return mLogLevel.load(std::memory_order_relaxed); }
+    void SetLogLevel(int level);
+    HalStatus &GetHalStatus() { return mHalStatus; }
+    LibSysTrace &GetTrace() { return mTrace; }
+    const std::map<uint32_t, std::string> &GetFrameTypes();
+    void AddFrameType(uint32_t id, const std::string &name);
+    const std::vector<std::shared_ptr<ModuleBase>> &GetModules() const { return mModules; }
+    const std::string &GetVersions() const { return mVersions; }
+    int32_t GetFmqSize() const { return mFmqSize; }
+
+    // Clocks; 0 when a read fails.
+    static uint64_t RealTimeMs();
+    static uint64_t MonoTimeMs();
+    static uint64_t RealTimeNs();
+    static uint64_t MonoTimeNs();
+    static uint64_t BootTimeNs();
+    static std::pair<int64_t, int64_t> RealTimeSpec();
+    static std::pair<int64_t, int64_t> MonoTimeSpec();
+    uint64_t ElapsedMs() const { return MonoTimeMs() - mStartMonoTime; }
+
+private:
+    template <typename T>
+    T &Checked(const std::unique_ptr<T> &member, const char *text, const char *where, int code);
+    template <typename T>
+    T &Checked(const std::shared_ptr<T> &member, const char *text, const char *where, int code);
+    bool PushHalCmd(const std::string &name,
+                    std::function<void(const std::string, const std::string,
+                                       std::vector<uint8_t> &)> func);
+
+    bool InitVyrdLogLevel();
+    bool InitVyrdVersion();
+    bool InitVyrdSystrace();
+    bool InitVyrdStartTime();
+    bool InitVyrdScreenOn();
+    bool InitVyrdScreenOff();
+    bool InitVyrdUserPresent();
+    bool InitVyrdCallback();
+    bool InitVyrdFmqSize();
+    bool InitVyrdClientDisable();
+    bool InitVyrdReboot();
+
+    LogSink &mLog{*this};  // the logging idiom's name for this sink
+    std::atomic<bool> mLogEnable{false};
+    std::atomic<int32_t> mLogLevel{3};
+    uint64_t mStartRealTime = 0;
+    uint64_t mStartMonoTime = 0;
+    uint64_t mMemCheckNow = 0;
+    uint64_t mMemCheckLast = 0;
+    uint32_t mMemOverCount = 0;
+    std::string mVersions;
+    std::mutex mFrameTypeLock;
+    std::map<uint32_t, std::string> mFrameTypes;
+    std::atomic<uint32_t> mDoSos{0};
+    std::unique_ptr<VyrFrame> mCurFrame;
+    std::unique_ptr<VyrFmq> mFmq;
+    std::shared_ptr<WatchDog> mWatchdog;
+    std::shared_ptr<SensorHub> mSensorHub;
+    LibSysTrace mTrace;
+    HalStatus mHalStatus;
+    std::unique_ptr<ServerCmds> mCmds;
+    std::unique_ptr<DirOperator> mDirOperator;
+    std::unique_ptr<Dmd> mDmd;
+    std::unique_ptr<Sysfs> mSysfs;
+    std::vector<std::shared_ptr<ModuleBase>> mModules;
+    vyr_notify_t mNotify{nullptr};
+    vyr_sys_device_t *mVyrSys = nullptr;
+    int32_t mFmqSize = 0;
+    std::mutex mCmdLock;
+    std::mutex mFmqLock;
+};
+
+// "UserType" is 3 or 5: a beta user.
+bool IsBetaUser();

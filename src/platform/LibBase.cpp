@@ -1,0 +1,96 @@
+#include "platform/LibBase.h"
+
+#include <android/log.h>
+#include <dlfcn.h>
+
+#include <vector>
+
+#include "platform/Utils.h"
+
+namespace {
+
+const std::vector<std::string> &SearchDirs()
+{
+    static const std::vector<std::string> dirs = {"/odm/lib64/", "/vendor/lib64/"};
+    return dirs;
+}
+
+const char *DlErrorText()
+{
+    const char *text = dlerror();
+    return text != nullptr ? text : "unknown error";
+}
+
+}  // namespace
+
+LibBase::~LibBase()
+{
+    if (mHandle != nullptr) {
+        dlclose(mHandle);
+        mHandle = nullptr;
+    }
+}
+
+const char *LibBase::UnknownVersion() { return "sys_unknown"; }
+
+bool LibBase::IsOpened() { return mHandle != nullptr; }
+
+std::string LibBase::ToSnakeCase(const std::string prefix, const std::string name)
+{
+    std::string result = prefix;
+    for (char c : name) {
+        if (c >= 'A' && c <= 'Z') {
+            result += '_';
+            result += static_cast<char>(c - 'A' + 'a');
+        } else {
+            result += c;
+        }
+    }
+    return result;
+}
+
+bool LibBase::OpenLib(const std::string name, const std::string suffix)
+{
+    for (const std::string &dir : SearchDirs()) {
+        const std::string path = dir + "lib" + name + suffix + ".so";
+        const std::string checked = CheckPath(path);
+        if (checked.empty()) {
+            continue;
+        }
+        // A handle of an earlier attempt whose symbols failed is given up.
+        if (mHandle != nullptr) {
+            dlclose(mHandle);
+            mHandle = nullptr;
+        }
+        mHandle = dlopen(checked.c_str(), RTLD_NOW);
+        if (mHandle == nullptr) {
+            __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "OpenLib %s failed: %s",
+                                path.c_str(), DlErrorText());
+            continue;
+        }
+        __android_log_print(ANDROID_LOG_INFO, VYR_LOG_TAG, "OpenLib %s successfully", path.c_str());
+        LoadSymbols();
+        if (mLoaded) {
+            return true;
+        }
+    }
+    __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "OpenLib: %s%s error.", name.c_str(),
+                        suffix.c_str());
+    LoadSymbols();
+    return false;
+}
+
+void *LibBase::FindSymbol(const char *name, bool hasDefault)
+{
+    if (hasDefault) {
+        mRequired = false;
+    }
+    void *symbol = dlsym(mHandle != nullptr ? mHandle : RTLD_DEFAULT, name);
+    if (symbol == nullptr && mRequired) {
+        __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "can not load func %s from library(%d)",
+                            name, mHandle != nullptr ? 1 : 0);
+        mLoaded = false;
+    }
+    mRequired = true;
+    return symbol;
+}

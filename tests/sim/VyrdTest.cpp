@@ -1,0 +1,311 @@
+// vyrd run as a subprocess against the built library in a fresh sandbox.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/HostTestDir.h"
+#include "sandbox/Sandbox.h"
+
+using nlohmann::json;
+using vyr_host_test::ReadLines;
+using vyr_host_test::ReadText;
+using vyr_host_test::TempDir;
+using vyr_host_test::WriteText;
+
+namespace {
+
+struct VyrdRun {
+    int status = -1;  // exit status, or 128 + signal
+    std::string err;
+    std::vector<std::string> lines;  // standard output
+    std::vector<json> objects;       // the lines that parse
+};
+
+// Runs vyrd with args, standard input from stdinText; kills it after 60 s.
+VyrdRun RunVyrd(const TempDir &tmp, const std::vector<std::string> &args,
+                const std::string &stdinText = "") {
+    const std::string inPath = tmp.Path() + "/vyrd.in";
+    const std::string outPath = tmp.Path() + "/vyrd.out";
+    const std::string errPath = tmp.Path() + "/vyrd.err";
+    WriteText(inPath, stdinText);
+
+    std::vector<char *> argv;
+    std::string path = VYRD_PATH;
+    argv.push_back(path.data());
+    std::vector<std::string> copies(args);
+    for (std::string &arg : copies) {
+        argv.push_back(arg.data());
+    }
+    argv.push_back(nullptr);
+
+    VyrdRun run;
+    pid_t pid = fork();
+    if (pid == 0) {
+        int in = open(inPath.c_str(), O_RDONLY);
+        int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 ||
+            dup2(err, 2) < 0) {
+            _exit(126);
+        }
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    EXPECT_GT(pid, 0);
+    if (pid <= 0) {
+        return run;
+    }
+    int wstatus = 0;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (waitpid(pid, &wstatus, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            ADD_FAILURE() << "vyrd did not end within 60 s";
+            kill(pid, SIGKILL);
+            waitpid(pid, &wstatus, 0);
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    run.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
+    run.err = ReadText(errPath);
+    run.lines = ReadLines(outPath);
+    for (const std::string &line : run.lines) {
+        json parsed = json::parse(line, nullptr, false);
+        EXPECT_FALSE(parsed.is_discarded()) << "not JSON: " << line;
+        if (!parsed.is_discarded()) {
+            run.objects.push_back(std::move(parsed));
+        }
+    }
+    return run;
+}
+
+// The reply lines of one command name, in order.
+std::vector<json> Replies(const VyrdRun &run, const std::string &command) {
+    std::vector<json> found;
+    for (const json &line : run.objects) {
+        if (line.contains("command") && line["command"] == command) {
+            found.push_back(line);
+        }
+    }
+    return found;
+}
+
+std::string ReplyText(const VyrdRun &run, const std::string &command) {
+    auto replies = Replies(run, command);
+    if (replies.size() != 1 || !replies[0].contains("reply")) {
+        ADD_FAILURE() << "no single text reply of " << command;
+        return {};
+    }
+    return replies[0]["reply"].get<std::string>();
+}
+
+std::vector<std::string> Common(const std::string &root) {
+    return {"--root", root, "--quiet-log"};
+}
+
+std::vector<std::string> With(std::vector<std::string> args, const std::vector<std::string> &more) {
+    args.insert(args.end(), more.begin(), more.end());
+    return args;
+}
+
+// Parses a trace file and checks the duration events: fields present, and
+// per thread every "E" closes the most recent open "B" of the same name,
+// times never go back, and nothing stays open. Returns the event count.
+size_t CheckTrace(const std::string &path) {
+    json doc = json::parse(ReadText(path), nullptr, false);
+    EXPECT_FALSE(doc.is_discarded()) << "trace is not JSON";
+    if (doc.is_discarded()) {
+        return 0;
+    }
+    const json &events = doc.is_object() ? doc["traceEvents"] : doc;
+    EXPECT_TRUE(events.is_array());
+    std::map<int64_t, std::vector<std::string>> open;
+    std::map<int64_t, int64_t> lastTs;
+    size_t count = 0;
+    for (const json &event : events) {
+        const std::string ph = event.value("ph", "");
+        if (ph != "B" && ph != "E") {
+            continue;
+        }
+        ++count;
+        EXPECT_TRUE(event["name"].is_string());
+        EXPECT_TRUE(event["ts"].is_number());
+        EXPECT_TRUE(event["pid"].is_number_integer());
+        EXPECT_TRUE(event["tid"].is_number_integer());
+        const int64_t tid = event["tid"].get<int64_t>();
+        const int64_t ts = event["ts"].get<int64_t>();
+        EXPECT_GE(ts, lastTs[tid]);
+        lastTs[tid] = ts;
+        auto &stack = open[tid];
+        if (ph == "B") {
+            stack.push_back(event["name"].get<std::string>());
+        } else {
+            EXPECT_FALSE(stack.empty()) << "end without begin on " << tid;
+            if (!stack.empty()) {
+                EXPECT_EQ(stack.back(), event["name"].get<std::string>());
+                stack.pop_back();
+            }
+        }
+    }
+    for (const auto &[tid, stack] : open) {
+        EXPECT_TRUE(stack.empty()) << stack.size() << " open sections on " << tid;
+    }
+    return count;
+}
+
+TEST(VyrdTest, StartsAndAnswersHelpAndVersion) {
+    TempDir tmp;
+    VyrdRun run =
+        RunVyrd(tmp, With(Common(tmp.Path() + "/phone"), {"-c", "help", "-c", "version"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err.find("library ended"), std::string::npos);
+
+    ASSERT_GE(run.objects.size(), 4u);
+    EXPECT_EQ(run.objects[0]["event"], "loaded");
+    EXPECT_EQ(run.objects[0]["version"], "0.0.3");
+    auto init = std::find_if(run.objects.begin(), run.objects.end(),
+                             [](const json &l) { return l.value("event", "") == "init"; });
+    ASSERT_NE(init, run.objects.end());
+    EXPECT_EQ((*init)["result"], 0);
+
+    const std::string help = ReplyText(run, "help");
+    for (const char *name : {"help\n", "version\n", "callback\n", "reboot\n", "loglevel\n"}) {
+        EXPECT_NE(help.find(name), std::string::npos) << name;
+    }
+    EXPECT_EQ(Replies(run, "help")[0]["client"], "vyrd");
+    EXPECT_NE(ReplyText(run, "version").find("VyrHal/Version:1.5.2"), std::string::npos);
+    // The library's log went to the sandbox's logcat file.
+    EXPECT_FALSE(ReadText(tmp.Path() + "/phone/logcat.txt").empty());
+}
+
+TEST(VyrdTest, EachStartCountsInTheReusedSandbox) {
+    TempDir tmp;
+    const std::string root = tmp.Path() + "/phone";
+    ASSERT_EQ(RunVyrd(tmp, Common(root)).status, 0);
+    auto first = vyrsim::ReadProperties(root + "/properties");
+    ASSERT_TRUE(first.count("odm.vyr.dae_reboot_times"));
+
+    // A hand edit survives: the second run reuses the sandbox as it is.
+    WriteText(root + "/properties", ReadText(root + "/properties") + "vyrd.test.marker=1\n");
+    ASSERT_EQ(RunVyrd(tmp, Common(root)).status, 0);
+    auto second = vyrsim::ReadProperties(root + "/properties");
+    EXPECT_EQ(std::stoi(second["odm.vyr.dae_reboot_times"]),
+              std::stoi(first["odm.vyr.dae_reboot_times"]) + 1);
+    EXPECT_EQ(second["vyrd.test.marker"], "1");
+}
+
+TEST(VyrdTest, CallbackResultIsOneJsonLine) {
+    TempDir tmp;
+    VyrdRun run = RunVyrd(tmp, With(Common(tmp.Path() + "/phone"), {"-c", "callback vyrd,5,1"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ReplyText(run, "callback"), "send msg to vyrd eventType=5 eventCode=1");
+
+    int results = 0;
+    for (const std::string &line : run.lines) {
+        if (line.rfind("{\"client\"", 0) != 0) {
+            continue;
+        }
+        ++results;
+        // Fields in the record's order, nothing else.
+        EXPECT_EQ(line, R"({"client":"vyrd","type":5,"dataSize":2,"data":[1,1]})");
+    }
+    EXPECT_EQ(results, 1);
+}
+
+TEST(VyrdTest, TraceFileIsCompleteAndBalanced) {
+    TempDir tmp;
+    const std::string trace = tmp.Path() + "/trace.json";
+    VyrdRun run = RunVyrd(tmp, With(Common(tmp.Path() + "/phone"),
+                                    {"--trace", trace, "-c", "systrace on", "-c", "help", "-c",
+                                     "callback vyrd,5,1", "--wait", "300"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ReplyText(run, "systrace"), "true");
+    // At least vyrd's own section around each of the three commands.
+    EXPECT_GE(CheckTrace(trace), 6u);
+    EXPECT_NE(ReadText(trace).find("\"vyrd help\""), std::string::npos);
+}
+
+TEST(VyrdTest, ScriptSetsClientSleepsAndSkipsComments) {
+    TempDir tmp;
+    const std::string script = tmp.Path() + "/script.txt";
+    WriteText(script,
+              "# a comment\n"
+              "\n"
+              "client tester\n"
+              "sleep 20\n"
+              "client-disable\n"
+              "   # indented comment\n"
+              "nosuchcommand with blanks\r\n");
+    VyrdRun run = RunVyrd(tmp, With(Common(tmp.Path() + "/phone"), {"--script", script}));
+    ASSERT_EQ(run.status, 0) << run.err;
+
+    EXPECT_EQ(ReplyText(run, "client-disable"), "tester disable ok");
+    auto unknown = Replies(run, "nosuchcommand");
+    ASSERT_EQ(unknown.size(), 1u);
+    EXPECT_EQ(unknown[0]["param"], "with blanks");
+    EXPECT_EQ(unknown[0]["reply"], "tester send unsupported command !");
+    size_t replies = 0;
+    for (const json &line : run.objects) {
+        replies += line.contains("command") ? 1 : 0;
+    }
+    EXPECT_EQ(replies, 2u);
+}
+
+TEST(VyrdTest, StandardInputAndBinaryReplies) {
+    TempDir tmp;
+    VyrdRun run = RunVyrd(tmp, Common(tmp.Path() + "/phone"), "fmqSize\nsleep x\nhelp\n");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.err.find("sleep"), std::string::npos);  // the bad line is reported
+    EXPECT_FALSE(ReplyText(run, "help").empty());
+
+    auto fmq = Replies(run, "fmqSize");
+    ASSERT_EQ(fmq.size(), 1u);
+    ASSERT_TRUE(fmq[0].contains("replyHex"));
+    EXPECT_EQ(fmq[0]["replySize"], 4);
+    const std::string hex = fmq[0]["replyHex"];
+    ASSERT_EQ(hex.size(), 8u);
+    uint32_t value = 0;
+    for (int i = 3; i >= 0; --i) {
+        value = value << 8 | static_cast<uint32_t>(std::stoul(hex.substr(i * 2, 2), nullptr, 16));
+    }
+    EXPECT_TRUE(value == 4096 || value == 614400) << value;
+}
+
+TEST(VyrdTest, LibraryExitIsReportedAndTraceCompleted) {
+    TempDir tmp;
+    const std::string trace = tmp.Path() + "/trace.json";
+    VyrdRun run =
+        RunVyrd(tmp, With(Common(tmp.Path() + "/phone"),
+                          {"--trace", trace, "-c", "systrace on", "-c", "reboot", "-c", "help"}));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.err.find("vyrd: library ended the process"), std::string::npos) << run.err;
+    EXPECT_TRUE(Replies(run, "reboot").empty());
+    EXPECT_TRUE(Replies(run, "help").empty());
+    // The section around "reboot" was open at the exit and is closed there.
+    EXPECT_GE(CheckTrace(trace), 4u);
+}
+
+TEST(VyrdTest, UnloadableLibraryFails) {
+    TempDir tmp;
+    const std::string fake = tmp.Path() + "/libnot.so";
+    WriteText(fake, "not a library");
+    VyrdRun run =
+        RunVyrd(tmp, {"--lib", fake, "--root", tmp.Path() + "/phone", "--no-libs", "-c", "help"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("dlopen"), std::string::npos) << run.err;
+    EXPECT_TRUE(run.lines.empty());
+    // The sandbox was made before the library was looked at.
+    EXPECT_TRUE(std::filesystem::exists(tmp.Path() + "/phone/properties"));
+}
+
+}  // namespace
