@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,7 @@
 
 namespace {
 
+std::string gRoot;
 std::string gProductPath;
 VyrHal *gHal = nullptr;
 
@@ -64,7 +66,12 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     std::string base(root);
     mkdir((base + "/vendor").c_str(), 0755);
     mkdir((base + "/vendor/etc").c_str(), 0755);
+    gRoot = base;
     gProductPath = base + "/vendor/etc/" + MatchRules::kFileName;
+    atexit([] {
+        std::error_code ec;
+        std::filesystem::remove_all(gRoot, ec);
+    });
     setenv("VYR_ROOT", root, 1);
     setenv("VYR_LOG_STDERR", "0", 1);
     __system_property_set("ro.boot.product.hardware.sku", "VYRFOLD");

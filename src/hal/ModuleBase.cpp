@@ -217,15 +217,7 @@ void ModuleBase::EnableConnectSensor(bool enable)
     }
 }
 
-bool ModuleBase::AddCmd(
-    const std::string &name,
-    std::function<void(const std::string, const std::string, std::vector<uint8_t> &)> func)
+bool ModuleBase::AddCmd(const std::string &name, VyrCmdFunc func)
 {
-    std::unique_ptr<Cmd> cmd(new (std::nothrow) Cmd);
-    if (cmd == nullptr) {
-        return false;
-    }
-    cmd->name = name;
-    cmd->func = std::move(func);
-    return mHal.GetServerCmds().PushCmd(std::move(cmd));
+    return mHal.GetServerCmds().AddCmd(name, std::move(func));
 }

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "hal/ServerCmds.h"
 #include "hal/vyr_hal.h"
 #include "platform/HalVersion.h"
 
@@ -63,9 +64,7 @@ public:
 
 protected:
     // Adds one command row; false when the allocation or the push fails.
-    bool AddCmd(const std::string &name,
-                std::function<void(const std::string, const std::string, std::vector<uint8_t> &)>
-                    func);
+    bool AddCmd(const std::string &name, VyrCmdFunc func);
     bool IsEmulating();
 
     VyrHal &mHal;

@@ -50,6 +50,17 @@ bool ServerCmds::PushCmd(std::unique_ptr<Cmd> cmd)
     return true;
 }
 
+bool ServerCmds::AddCmd(const std::string &name, VyrCmdFunc func)
+{
+    std::unique_ptr<Cmd> cmd(new (std::nothrow) Cmd);
+    if (cmd == nullptr) {
+        return false;
+    }
+    cmd->name = name;
+    cmd->func = std::move(func);
+    return PushCmd(std::move(cmd));
+}
+
 void ServerCmds::PopCmd(const std::string name)
 {
     std::lock_guard<std::mutex> lock(mMutex);

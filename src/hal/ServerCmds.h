@@ -27,6 +27,8 @@ public:
 
     bool Init();
     bool PushCmd(std::unique_ptr<Cmd> cmd);
+    // Allocates a row without throwing and pushes it.
+    bool AddCmd(const std::string &name, VyrCmdFunc func);
     void PopCmd(const std::string name);
     void ClearCmds();
     std::string ToStr() const;

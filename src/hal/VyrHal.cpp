@@ -18,6 +18,8 @@
 #include "hal/ServerCmds.h"
 #include "log/Dmd.h"
 #include "log/VyrFrame.h"
+#include "motion/Motion.h"
+#include "motion/Posture.h"
 #include "platform/HalVersion.h"
 #include "platform/PropertyTable.h"
 #include "platform/Sysfs.h"
@@ -313,6 +315,13 @@ bool VyrHal::InitModules()
         }
     };
 
+    if (mSysfs->HasXmlConfig("motion")) {
+        mMotion = std::make_shared<Motion>(*this);
+        add(mMotion);
+    } else {
+        mMotion.reset();
+    }
+
     {
         PropertyTable props;
         std::string systemName;
@@ -320,6 +329,12 @@ bool VyrHal::InitModules()
         props.GetSystemName(systemName);
         props.GetAndroidVer(androidVer);
         LOGI("systemName: %s, curVersion: %d", systemName.c_str(), static_cast<int>(androidVer));
+        if (mSysfs->HasXmlConfig("posture") && (systemName != "mainline" || androidVer > 12)) {
+            mPosture = std::make_shared<Posture>(*this);
+            add(mPosture);
+        } else {
+            mPosture.reset();
+        }
     }
 
     mSensorHub = std::make_shared<SensorHub>(*this);
@@ -552,6 +567,11 @@ WatchDog &VyrHal::GetWatchdog()
 SensorHub &VyrHal::GetSensorHub()
 {
     return Checked(mSensorHub, "mSensorHub is nullptr", "GetSensorHub", 761);
+}
+Motion &VyrHal::GetMotion() { return Checked(mMotion, "mMotion is nullptr", "GetMotion", 771); }
+Posture &VyrHal::GetPosture()
+{
+    return Checked(mPosture, "mPosture is nullptr", "GetPosture", 791);
 }
 Sysfs &VyrHal::GetSysfs() { return Checked(mSysfs, "mSysfs is nullptr", "GetSysfs", 811); }
 Dmd &VyrHal::GetDmd() { return Checked(mDmd, "mDmd is nullptr", "GetDmd", 820); }

@@ -18,6 +18,8 @@
 class DirOperator;
 class Dmd;
 class ModuleBase;
+class Motion;
+class Posture;
 class ServerCmds;
 class SensorHub;
 class Sysfs;
@@ -76,6 +78,8 @@ public:
     VyrFrame &GetCurFrame();
     WatchDog &GetWatchdog();
     SensorHub &GetSensorHub();
+    Motion &GetMotion();
+    Posture &GetPosture();
     Sysfs &GetSysfs();
     Dmd &GetDmd();
     const vyr_notify_t &GetNotify();
@@ -109,9 +113,6 @@ private:
     T &Checked(const std::unique_ptr<T> &member, const char *text, const char *where, int code);
     template <typename T>
     T &Checked(const std::shared_ptr<T> &member, const char *text, const char *where, int code);
-    bool PushHalCmd(const std::string &name,
-                    std::function<void(const std::string, const std::string,
-                                       std::vector<uint8_t> &)> func);
 
     bool InitVyrdLogLevel();
     bool InitVyrdVersion();
@@ -141,6 +142,8 @@ private:
     std::unique_ptr<VyrFmq> mFmq;
     std::shared_ptr<WatchDog> mWatchdog;
     std::shared_ptr<SensorHub> mSensorHub;
+    std::shared_ptr<Motion> mMotion;
+    std::shared_ptr<Posture> mPosture;
     LibSysTrace mTrace;
     HalStatus mHalStatus;
     std::unique_ptr<ServerCmds> mCmds;

@@ -10,19 +10,6 @@
 #include "hal/VyrHal.h"
 #include "platform/Utils.h"
 
-bool VyrHal::PushHalCmd(
-    const std::string &name,
-    std::function<void(const std::string, const std::string, std::vector<uint8_t> &)> func)
-{
-    std::unique_ptr<Cmd> cmd(new (std::nothrow) Cmd);
-    if (cmd == nullptr) {
-        return false;
-    }
-    cmd->name = name;
-    cmd->func = std::move(func);
-    return GetServerCmds().PushCmd(std::move(cmd));
-}
-
 bool VyrHal::InitVyrd()
 {
     return InitVyrdLogLevel() && InitVyrdVersion() && InitVyrdSystrace() && InitVyrdStartTime() &&
@@ -32,7 +19,7 @@ bool VyrHal::InitVyrd()
 
 bool VyrHal::InitVyrdLogLevel()
 {
-    return PushHalCmd("loglevel", [this](const std::string, const std::string param,
+    return GetServerCmds().AddCmd("loglevel", [this](const std::string, const std::string param,
                                          std::vector<uint8_t> &out) {
         if (!param.empty()) {
             // A non-numeric parameter fails as the standard conversion does.
@@ -48,7 +35,7 @@ bool VyrHal::InitVyrdLogLevel()
 
 bool VyrHal::InitVyrdVersion()
 {
-    return PushHalCmd("version", [this](const std::string, const std::string param,
+    return GetServerCmds().AddCmd("version", [this](const std::string, const std::string param,
                                         std::vector<uint8_t> &out) {
         LOGI("%s", param.c_str());
         LOGI("%s", mVersions.c_str());
@@ -58,7 +45,7 @@ bool VyrHal::InitVyrdVersion()
 
 bool VyrHal::InitVyrdSystrace()
 {
-    return PushHalCmd("systrace", [this](const std::string, const std::string param,
+    return GetServerCmds().AddCmd("systrace", [this](const std::string, const std::string param,
                                          std::vector<uint8_t> &out) {
         std::string lowered;
         for (char c : param) {
@@ -75,7 +62,7 @@ bool VyrHal::InitVyrdSystrace()
 
 bool VyrHal::InitVyrdStartTime()
 {
-    return PushHalCmd("starttime",
+    return GetServerCmds().AddCmd("starttime",
                       [this](const std::string, const std::string, std::vector<uint8_t> &out) {
                           std::string text = FormatTime(mStartRealTime, 0) + "\nduration is " +
                                              std::to_string(RealTimeMs() - mStartRealTime) + " ms";
@@ -85,7 +72,7 @@ bool VyrHal::InitVyrdStartTime()
 
 bool VyrHal::InitVyrdScreenOn()
 {
-    return PushHalCmd("SCREEN_ON",
+    return GetServerCmds().AddCmd("SCREEN_ON",
                       [this](const std::string, const std::string, std::vector<uint8_t> &out) {
                           mHalStatus.Set(HAL_STATUS_SCREEN_ON);
                           SetReply(out, "receive screen on");
@@ -94,7 +81,7 @@ bool VyrHal::InitVyrdScreenOn()
 
 bool VyrHal::InitVyrdScreenOff()
 {
-    return PushHalCmd("SCREEN_OFF",
+    return GetServerCmds().AddCmd("SCREEN_OFF",
                       [this](const std::string, const std::string, std::vector<uint8_t> &out) {
                           mHalStatus.Clear(HAL_STATUS_SCREEN_ON);
                           SetReply(out, "receive screen off");
@@ -103,7 +90,7 @@ bool VyrHal::InitVyrdScreenOff()
 
 bool VyrHal::InitVyrdUserPresent()
 {
-    return PushHalCmd("USER_PRESENT",
+    return GetServerCmds().AddCmd("USER_PRESENT",
                       [this](const std::string, const std::string, std::vector<uint8_t> &out) {
                           mHalStatus.Touch();
                           SetReply(out, "receive user present");
@@ -112,7 +99,7 @@ bool VyrHal::InitVyrdUserPresent()
 
 bool VyrHal::InitVyrdCallback()
 {
-    return PushHalCmd("callback", [this](const std::string, const std::string param,
+    return GetServerCmds().AddCmd("callback", [this](const std::string, const std::string param,
                                          std::vector<uint8_t> &out) {
         std::string text = "usage: vyrd callback client,eventType,eventCode";
         if (!param.empty()) {
@@ -134,7 +121,7 @@ bool VyrHal::InitVyrdCallback()
 
 bool VyrHal::InitVyrdFmqSize()
 {
-    return PushHalCmd("fmqSize",
+    return GetServerCmds().AddCmd("fmqSize",
                       [this](const std::string, const std::string, std::vector<uint8_t> &out) {
                           if (mFmqSize == 0) {
                               mFmqSize = 4096;
@@ -146,7 +133,7 @@ bool VyrHal::InitVyrdFmqSize()
 
 bool VyrHal::InitVyrdClientDisable()
 {
-    return PushHalCmd("client-disable", [this](const std::string client, const std::string,
+    return GetServerCmds().AddCmd("client-disable", [this](const std::string client, const std::string,
                                                std::vector<uint8_t> &out) {
         LOGI("client: %s", client.c_str());
         for (auto &module : mModules) {
@@ -158,7 +145,7 @@ bool VyrHal::InitVyrdClientDisable()
 
 bool VyrHal::InitVyrdReboot()
 {
-    return PushHalCmd("reboot",
+    return GetServerCmds().AddCmd("reboot",
                       [](const std::string client, const std::string, std::vector<uint8_t> &out) {
                           SetReply(out, client + " reboot ok");
                           exit(0);

@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 #include <boundchk.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -45,6 +46,22 @@ int LevelPriority(int32_t level)
     }
 }
 
+// The calling thread's id. A system call costs more than the rest of a file
+// line, so each thread asks once; a forked child asks again.
+thread_local int tCachedTid = 0;
+
+void ForgetTidInChild() { tCachedTid = 0; }
+
+int CurrentTid()
+{
+    if (tCachedTid == 0) {
+        static const int registered = pthread_atfork(nullptr, nullptr, ForgetTidInChild);
+        (void)registered;
+        tCachedTid = static_cast<int>(syscall(SYS_gettid));
+    }
+    return tCachedTid;
+}
+
 // The signature cut at its first "(", then everything up to and including
 // its last blank dropped. Points into `signature`.
 std::string_view ShortNameView(const char *signature)
@@ -76,7 +93,7 @@ size_t FormatPrefix(char *out, size_t size, uint64_t nowMs, int32_t level)
         when[0] = '\0';
     }
     int n = snprintf(out, size, "%s.%03u %d %c/[%llu]", when, static_cast<unsigned>(nowMs % 1000),
-                     static_cast<int>(syscall(SYS_gettid)), LevelLetter(level),
+                     CurrentTid(), LevelLetter(level),
                      static_cast<unsigned long long>(nowMs));
     if (n < 0) {
         out[0] = '\0';

@@ -1,6 +1,7 @@
 #include "log/LogSink.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <ctime>
@@ -285,6 +286,35 @@ TEST_F(LogSinkTest, LinesOfThreadsInterleaveWhole)
         start = end + 1;
     }
     EXPECT_EQ(count, kThreads * kLines);
+}
+
+TEST_F(LogSinkTest, FileLineCarriesTheThreadIdOfEachThreadAndChild)
+{
+    auto tidOf = [](const std::string &line) {
+        static const std::regex kTid(R"(^\S+ \S+ (\d+) )");
+        std::smatch m;
+        return std::regex_search(line, m, kTid) ? std::stoi(m[1]) : -1;
+    };
+    EXPECT_EQ(tidOf(mHal->Format(3, "f()", 1, "main")), gettid());
+    int otherTid = 0;
+    int otherLogged = -1;
+    std::thread other([&] {
+        otherTid = gettid();
+        otherLogged = tidOf(mHal->Format(3, "f()", 1, "other"));
+    });
+    other.join();
+    EXPECT_EQ(otherLogged, otherTid);
+    EXPECT_NE(otherTid, gettid());
+
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        _exit(tidOf(mHal->Format(3, "f()", 1, "child")) == gettid() ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST_F(LogSinkTest, SinkNamedTsaStaysOffLogcat)
