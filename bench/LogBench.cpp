@@ -14,8 +14,7 @@ namespace {
 // A HAL built but never started: its destructor expects a started one, so
 // it lives to the end of the process. The host logcat stand-in stays off the
 // terminal and properties go to a scratch sandbox.
-VyrHal &BenchHal()
-{
+VyrHal &BenchHal() {
     static VyrHal *hal = [] {
         std::string root = std::filesystem::temp_directory_path() / "vyr_bench_root";
         std::filesystem::create_directories(root);
@@ -29,8 +28,7 @@ VyrHal &BenchHal()
 
 // Below the level: one virtual call and a compare; the argument is never
 // formatted.
-void BM_LogBelowLevel(benchmark::State &state)
-{
+void BM_LogBelowLevel(benchmark::State &state) {
     VyrHal &hal = BenchHal();
     hal.SetLogLevel(3);
     hal.SetLogEnable(true);
@@ -47,8 +45,7 @@ BENCHMARK(BM_LogBelowLevel);
 // Enabled with file logging on: format, logcat stand-in, file line, pending
 // text. The pending text is taken now and then so it does not grow without
 // bound.
-void BM_LogEnabledToFile(benchmark::State &state)
-{
+void BM_LogEnabledToFile(benchmark::State &state) {
     VyrHal &hal = BenchHal();
     hal.SetLogLevel(4);
     hal.SetLogEnable(true);
@@ -67,8 +64,7 @@ void BM_LogEnabledToFile(benchmark::State &state)
 BENCHMARK(BM_LogEnabledToFile);
 
 // The same statement with file logging off: logcat only.
-void BM_LogEnabledLogcatOnly(benchmark::State &state)
-{
+void BM_LogEnabledLogcatOnly(benchmark::State &state) {
     VyrHal &hal = BenchHal();
     hal.SetLogLevel(4);
     hal.SetLogEnable(false);

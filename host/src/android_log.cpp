@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <climits>
 #include <cstring>
 #include <ctime>
 #include <mutex>
@@ -36,20 +37,26 @@ char PriorityLetter(int prio) {
 }
 
 // The VYR_LOGCAT descriptor, kept open while the variable names the same
-// path. The mutex also keeps a message's lines together in the file.
+// path. The mutex also keeps a message's lines together in the file. All
+// three are trivially destructible, so logging keeps working while static
+// objects of the process are being destroyed at exit.
 std::mutex gFileMutex;
-std::string gFilePath;
+char gFilePath[PATH_MAX] = {0};
 int gFileFd = -1;
 
 int FileFor(const char *path) {
-    if (gFileFd >= 0 && gFilePath == path) {
+    if (gFileFd >= 0 && strcmp(gFilePath, path) == 0) {
         return gFileFd;
     }
     if (gFileFd >= 0) {
         close(gFileFd);
     }
     gFileFd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    gFilePath = gFileFd >= 0 ? path : "";
+    if (gFileFd >= 0 && strlen(path) < sizeof(gFilePath)) {
+        memcpy(gFilePath, path, strlen(path) + 1);
+    } else {
+        gFilePath[0] = '\0';
+    }
     return gFileFd;
 }
 

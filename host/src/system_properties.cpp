@@ -111,8 +111,10 @@ bool FindValue(std::string_view text, std::string_view name, std::string &value)
 }
 
 // Without a sandbox directory: the properties of this process only.
+// Never destroyed: properties are read and set while the process exits.
 std::mutex gLocalMutex;
-std::map<std::string, std::string, std::less<>> gLocal;
+std::map<std::string, std::string, std::less<>> &gLocal =
+    *new std::map<std::string, std::string, std::less<>>();
 
 int SetInFile(const std::string &root, std::string_view name, std::string_view value) {
     std::string lockPath = root + "/properties.lock";

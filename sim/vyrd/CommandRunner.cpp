@@ -1,5 +1,6 @@
 #include "vyrd/CommandRunner.h"
 
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -58,6 +59,36 @@ public:
 private:
     TraceWriter &mTrace;
 };
+
+// Plays a scenario on the sensor service that the library has loaded from
+// the device tree (the same file, and so the same instance). The reply text.
+std::string PlayScenario(const std::string &what) {
+    const char *root = getenv("VYR_ROOT");
+    const std::string prefix = root != nullptr ? root : "";
+    void *handle = nullptr;
+    for (const char *dir : {"/odm/lib64/", "/vendor/lib64/"}) {
+        const std::string path = prefix + dir + "libVyrSensor.so";
+        handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+        if (handle != nullptr) {
+            break;
+        }
+    }
+    if (handle == nullptr) {
+        return "scenario: the sensor service is not loaded yet (enable a sensor first)";
+    }
+    using Play = int32_t (*)(const char *);
+    auto play = reinterpret_cast<Play>(dlsym(handle, "VyrSimPlayScenario"));
+    std::string reply;
+    if (play == nullptr) {
+        reply = "scenario: the sensor service has no scenario control";
+    } else if (play(what.c_str()) != 0) {
+        reply = "scenario " + what + ": failed";
+    } else {
+        reply = "scenario " + what + ": playing";
+    }
+    dlclose(handle);
+    return reply;
+}
 
 }  // namespace
 
@@ -160,6 +191,16 @@ bool CommandRunner::Run(const CommandLine &cmd) {
             mLib.Ops().vyr_get_data(name, static_cast<int32_t>(size), out);
         }
         mOut.Reply("getdata", mClient, param, out);
+        return true;
+    }
+    if (cmd.name == "scenario") {
+        std::string what = Strip(cmd.param);
+        if (what.empty()) {
+            fprintf(stderr, "vyrd: scenario needs a name or a CSV path\n");
+            return false;
+        }
+        std::string reply = PlayScenario(what);
+        mOut.Reply("scenario", mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }
     if (cmd.name == "fmq") {

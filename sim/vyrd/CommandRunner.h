@@ -7,6 +7,8 @@
 //   getdata CMD SIZE   vyr_get_data(CMD, SIZE)
 //   fmq HEX            vyr_fmq_data with the bytes in hex (blanks allowed)
 //   fmqfile PATH       vyr_fmq_data with the bytes of a file
+//   scenario NAME|CSV  plays a scenario on the stand-in sensor service that
+//                      the library loaded (built-in name or recorded CSV)
 #pragma once
 
 #include <cstdint>

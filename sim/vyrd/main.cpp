@@ -207,7 +207,8 @@ int main(int argc, char **argv) {
     app.footer(
         "Command lines (-c, --script, standard input): the name, one blank, the parameter.\n"
         "Blank lines and lines starting with # are skipped. Built-ins:\n"
-        "  sleep MS, client NAME, getdata CMD SIZE, fmq HEX, fmqfile PATH\n"
+        "  sleep MS, client NAME, getdata CMD SIZE, fmq HEX, fmqfile PATH,\n"
+        "  scenario NAME|CSV (rest walk flip fold pickup rotate, or a CSV file)\n"
         "Standard input is read when neither -c nor --script is given.\n\n" +
         vyrsim::SandboxLayoutText());
     CLI11_PARSE(app, argc, argv);

@@ -15,8 +15,7 @@
 
 namespace {
 
-uint64_t RealTimeMs()
-{
+uint64_t RealTimeMs() {
     timespec ts{};
     if (clock_gettime(CLOCK_REALTIME, &ts) != 0) {
         return 0;
@@ -24,25 +23,33 @@ uint64_t RealTimeMs()
     return static_cast<uint64_t>(ts.tv_sec) * 1000 + static_cast<uint64_t>(ts.tv_nsec) / 1000000;
 }
 
-char LevelLetter(int32_t level)
-{
+char LevelLetter(int32_t level) {
     switch (level) {
-        case 1: return 'E';
-        case 2: return 'W';
-        case 3: return 'I';
-        case 4: return 'D';
-        default: return 'N';
+        case 1:
+            return 'E';
+        case 2:
+            return 'W';
+        case 3:
+            return 'I';
+        case 4:
+            return 'D';
+        default:
+            return 'N';
     }
 }
 
-int LevelPriority(int32_t level)
-{
+int LevelPriority(int32_t level) {
     switch (level) {
-        case 1: return ANDROID_LOG_ERROR;
-        case 2: return ANDROID_LOG_WARN;
-        case 3: return ANDROID_LOG_INFO;
-        case 4: return ANDROID_LOG_DEBUG;
-        default: return -1;
+        case 1:
+            return ANDROID_LOG_ERROR;
+        case 2:
+            return ANDROID_LOG_WARN;
+        case 3:
+            return ANDROID_LOG_INFO;
+        case 4:
+            return ANDROID_LOG_DEBUG;
+        default:
+            return -1;
     }
 }
 
@@ -50,10 +57,11 @@ int LevelPriority(int32_t level)
 // line, so each thread asks once; a forked child asks again.
 thread_local int tCachedTid = 0;
 
-void ForgetTidInChild() { tCachedTid = 0; }
+void ForgetTidInChild() {
+    tCachedTid = 0;
+}
 
-int CurrentTid()
-{
+int CurrentTid() {
     if (tCachedTid == 0) {
         static const int registered = pthread_atfork(nullptr, nullptr, ForgetTidInChild);
         (void)registered;
@@ -64,8 +72,7 @@ int CurrentTid()
 
 // The signature cut at its first "(", then everything up to and including
 // its last blank dropped. Points into `signature`.
-std::string_view ShortNameView(const char *signature)
-{
+std::string_view ShortNameView(const char *signature) {
     if (signature == nullptr) {
         return std::string_view("");
     }
@@ -83,8 +90,7 @@ std::string_view ShortNameView(const char *signature)
 
 // "2026-01-31 12.30.05.042 1873 I/[1769862605042]" into `out`; its length,
 // 0 on failure.
-size_t FormatPrefix(char *out, size_t size, uint64_t nowMs, int32_t level)
-{
+size_t FormatPrefix(char *out, size_t size, uint64_t nowMs, int32_t level) {
     time_t seconds = static_cast<time_t>(nowMs / 1000);
     struct tm local {};
     localtime_r(&seconds, &local);
@@ -93,8 +99,7 @@ size_t FormatPrefix(char *out, size_t size, uint64_t nowMs, int32_t level)
         when[0] = '\0';
     }
     int n = snprintf(out, size, "%s.%03u %d %c/[%llu]", when, static_cast<unsigned>(nowMs % 1000),
-                     CurrentTid(), LevelLetter(level),
-                     static_cast<unsigned long long>(nowMs));
+                     CurrentTid(), LevelLetter(level), static_cast<unsigned long long>(nowMs));
     if (n < 0) {
         out[0] = '\0';
         return 0;
@@ -106,36 +111,33 @@ size_t FormatPrefix(char *out, size_t size, uint64_t nowMs, int32_t level)
 
 LogSink::LogSink(const std::string &name) : mName(name) {}
 
-LogSink::~LogSink()
-{
+LogSink::~LogSink() {
     std::lock_guard<std::mutex> lock(mTextMutex);
     mText.clear();
 }
 
-std::string LogSink::GetName() const { return mName; }
+std::string LogSink::GetName() const {
+    return mName;
+}
 
-LogSink &LogSink::System()
-{
+LogSink &LogSink::System() {
     // Never destroyed: code that runs during exit may still log through it.
     static LogSink *sink = new LogSink("sys");
     return *sink;
 }
 
-std::string LogSink::ShortName(const char *signature)
-{
+std::string LogSink::ShortName(const char *signature) {
     return std::string(ShortNameView(signature));
 }
 
-std::string LogSink::FileLinePrefix(uint64_t nowMs, int32_t level)
-{
+std::string LogSink::FileLinePrefix(uint64_t nowMs, int32_t level) {
     char prefix[96];
     size_t n = FormatPrefix(prefix, sizeof(prefix), nowMs, level);
     return std::string(prefix, n);
 }
 
 size_t LogSink::FormatMessage(char *buffer, const char *format, va_list ap,
-                              const char *overSizeText)
-{
+                              const char *overSizeText) {
     buffer[0] = '\0';
     if (vsnprintf_s(buffer, kMessageBuffer, kMessageBuffer - 1, format, ap) < 0) {
         __android_log_print(ANDROID_LOG_INFO, VYR_LOG_TAG, "%s", overSizeText);
@@ -145,8 +147,7 @@ size_t LogSink::FormatMessage(char *buffer, const char *format, va_list ap,
 }
 
 std::string LogSink::BuildFileLine(uint64_t nowMs, int32_t level, const char *function,
-                                   size_t functionLength, const char *message, size_t length)
-{
+                                   size_t functionLength, const char *message, size_t length) {
     char prefix[96];
     size_t prefixLength = FormatPrefix(prefix, sizeof(prefix), nowMs, level);
     std::string line;
@@ -160,8 +161,7 @@ std::string LogSink::BuildFileLine(uint64_t nowMs, int32_t level, const char *fu
 }
 
 std::string LogSink::Format(int32_t level, const char *function, int32_t line, const char *format,
-                            ...)
-{
+                            ...) {
     uint64_t nowMs = RealTimeMs();
     char message[kMessageBuffer];
     va_list ap;
@@ -178,31 +178,32 @@ std::string LogSink::Format(int32_t level, const char *function, int32_t line, c
 
 void LogSink::Output(const std::string &) {}
 
-std::string LogSink::GetText()
-{
+std::string LogSink::GetText() {
     std::lock_guard<std::mutex> lock(mTextMutex);
     return mText;
 }
 
-std::string LogSink::TakeText()
-{
+std::string LogSink::TakeText() {
     std::lock_guard<std::mutex> lock(mTextMutex);
     std::string text;
     text.swap(mText);
     return text;
 }
 
-int32_t LogSink::GetLevel() const { return 3; }
+int32_t LogSink::GetLevel() const {
+    return 3;
+}
 
 HalLogSink::HalLogSink(const std::string &name, VyrHal *owner) : LogSink(name), mOwner(owner) {}
 
 HalLogSink::~HalLogSink() = default;
 
-int32_t HalLogSink::GetLevel() const { return mOwner->GetLogLevel(); }
+int32_t HalLogSink::GetLevel() const {
+    return mOwner->GetLogLevel();
+}
 
 std::string HalLogSink::Format(int32_t level, const char *function, int32_t line,
-                               const char *format, ...)
-{
+                               const char *format, ...) {
     uint64_t nowMs = RealTimeMs();
     char message[kMessageBuffer];
     va_list ap;
@@ -223,8 +224,7 @@ std::string HalLogSink::Format(int32_t level, const char *function, int32_t line
     return BuildFileLine(nowMs, level, name.data(), name.size(), message, length);
 }
 
-void HalLogSink::Output(const std::string &line)
-{
+void HalLogSink::Output(const std::string &line) {
     if (line.empty()) {
         return;
     }
@@ -234,4 +234,6 @@ void HalLogSink::Output(const std::string &line)
     }
 }
 
-std::string HalLogSink::TakeText() { return LogSink::TakeText(); }
+std::string HalLogSink::TakeText() {
+    return LogSink::TakeText();
+}

@@ -75,13 +75,13 @@ private:
     VyrHal *mOwner;
 };
 
-#define VYR_LOG_AT(sink, gate, level, ...)                                                 \
-    do {                                                                                   \
-        LogSink &vyrLogSink_ = (sink);                                                     \
-        if (vyrLogSink_.GetLevel() >= (gate)) {                                            \
-            vyrLogSink_.Output(                                                            \
-                vyrLogSink_.Format((level), __PRETTY_FUNCTION__, __LINE__, __VA_ARGS__));   \
-        }                                                                                  \
+#define VYR_LOG_AT(sink, gate, level, ...)                                                \
+    do {                                                                                  \
+        LogSink &vyrLogSink_ = (sink);                                                    \
+        if (vyrLogSink_.GetLevel() >= (gate)) {                                           \
+            vyrLogSink_.Output(                                                           \
+                vyrLogSink_.Format((level), __PRETTY_FUNCTION__, __LINE__, __VA_ARGS__)); \
+        }                                                                                 \
     } while (0)
 
 #define VYR_LOG(sink, level, ...) VYR_LOG_AT(sink, level, level, __VA_ARGS__)

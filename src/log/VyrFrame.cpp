@@ -27,14 +27,12 @@ ASensorEvent gDefaultEvent{};
 // ---------------------------------------------------------------------------
 // VyrFrameData
 
-VyrFrameData::VyrFrameData(const VyrFrameData &other)
-{
+VyrFrameData::VyrFrameData(const VyrFrameData &other) {
     std::lock_guard<std::mutex> lock(other.dataRecordMutex);
     CopyFields(other);
 }
 
-VyrFrameData &VyrFrameData::operator=(const VyrFrameData &other)
-{
+VyrFrameData &VyrFrameData::operator=(const VyrFrameData &other) {
     if (this != &other) {
         std::scoped_lock lock(dataRecordMutex, other.dataRecordMutex);
         CopyFields(other);
@@ -42,8 +40,7 @@ VyrFrameData &VyrFrameData::operator=(const VyrFrameData &other)
     return *this;
 }
 
-void VyrFrameData::CopyFields(const VyrFrameData &other)
-{
+void VyrFrameData::CopyFields(const VyrFrameData &other) {
     ctrlflag = other.ctrlflag;
     feature = other.feature;
     scenario = other.scenario;
@@ -58,78 +55,66 @@ void VyrFrameData::CopyFields(const VyrFrameData &other)
     rotate = other.rotate;
 }
 
-void VyrFrameData::ClearCtrlFlag(uint32_t bits)
-{
+void VyrFrameData::ClearCtrlFlag(uint32_t bits) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     ctrlflag &= ~bits;
 }
 
-void VyrFrameData::AddCtrlFlag(uint32_t bits)
-{
+void VyrFrameData::AddCtrlFlag(uint32_t bits) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     ctrlflag |= bits;
 }
 
-void VyrFrameData::SetCtrlFlag(uint32_t bits, bool on)
-{
+void VyrFrameData::SetCtrlFlag(uint32_t bits, bool on) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     ctrlflag = on ? (ctrlflag | bits) : (ctrlflag & ~bits);
 }
 
-uint32_t VyrFrameData::GetCtrlFlag() const
-{
+uint32_t VyrFrameData::GetCtrlFlag() const {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     return ctrlflag;
 }
 
-bool VyrFrameData::SetFeatureBits(uint32_t bits, bool on)
-{
+bool VyrFrameData::SetFeatureBits(uint32_t bits, bool on) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     uint32_t old = feature;
     feature = on ? (feature | bits) : (feature & ~bits);
     return feature != old;
 }
 
-bool VyrFrameData::SetFeature(uint32_t value)
-{
+bool VyrFrameData::SetFeature(uint32_t value) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     bool changed = feature != value;
     feature = value;
     return changed;
 }
 
-uint32_t VyrFrameData::GetFeature() const
-{
+uint32_t VyrFrameData::GetFeature() const {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     return feature;
 }
 
-void VyrFrameData::SetScenario(uint32_t value)
-{
+void VyrFrameData::SetScenario(uint32_t value) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     scenario = value;
 }
 
-uint32_t VyrFrameData::GetScenario() const
-{
+uint32_t VyrFrameData::GetScenario() const {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     return scenario;
 }
 
-void VyrFrameData::SetRotate(int32_t value)
-{
+void VyrFrameData::SetRotate(int32_t value) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     rotate = value;
 }
 
-int32_t VyrFrameData::GetRotate() const
-{
+int32_t VyrFrameData::GetRotate() const {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     return rotate;
 }
 
-void VyrFrameData::AddEvent(const ASensorEvent &event, int32_t expectedCount, bool keepInList)
-{
+void VyrFrameData::AddEvent(const ASensorEvent &event, int32_t expectedCount, bool keepInList) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     latestEvents[event.type] = event;
     if (!keepInList) {
@@ -150,13 +135,11 @@ void VyrFrameData::AddEvent(const ASensorEvent &event, int32_t expectedCount, bo
     list.push_back(event);
 }
 
-void VyrFrameData::AddEvents(uint32_t type, const std::vector<ASensorEvent> &events)
-{
+void VyrFrameData::AddEvents(uint32_t type, const std::vector<ASensorEvent> &events) {
     AddEvents(type, events.data(), events.size());
 }
 
-void VyrFrameData::AddEvents(uint32_t type, const ASensorEvent *events, size_t count)
-{
+void VyrFrameData::AddEvents(uint32_t type, const ASensorEvent *events, size_t count) {
     if (events == nullptr || count == 0) {
         return;
     }
@@ -165,8 +148,7 @@ void VyrFrameData::AddEvents(uint32_t type, const ASensorEvent *events, size_t c
     list.insert(list.end(), events, events + count);
 }
 
-ASensorEvent VyrFrameData::GetEvent(int32_t type) const
-{
+ASensorEvent VyrFrameData::GetEvent(int32_t type) const {
     {
         std::lock_guard<std::mutex> lock(dataRecordMutex);
         auto it = latestEvents.find(type);
@@ -182,43 +164,37 @@ ASensorEvent VyrFrameData::GetEvent(int32_t type) const
     return gDefaultEvent;
 }
 
-void VyrFrameData::RemoveEvent(int32_t type)
-{
+void VyrFrameData::RemoveEvent(int32_t type) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     latestEvents.erase(type);
 }
 
-void VyrFrameData::SetSensorName(uint32_t type, const std::string &label)
-{
+void VyrFrameData::SetSensorName(uint32_t type, const std::string &label) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     sensorNames[type] = label;
 }
 
-std::string VyrFrameData::GetSensorName(uint32_t type) const
-{
+std::string VyrFrameData::GetSensorName(uint32_t type) const {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     auto it = sensorNames.find(type);
     return it != sensorNames.end() ? it->second : std::string(kUnknownSensorName);
 }
 
-std::string VyrFrameData::ToString() const
-{
+std::string VyrFrameData::ToString() const {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     std::ostringstream out;
     out << std::hex << std::setfill('0') << "ctrlflag=[" << std::setw(4) << ctrlflag
-        << "]\tfeature=[" << std::setw(4) << feature << "]\tscenario=[" << std::setw(4)
-        << scenario << "]\trotate=[" << std::dec << rotate << "]";
+        << "]\tfeature=[" << std::setw(4) << feature << "]\tscenario=[" << std::setw(4) << scenario
+        << "]\trotate=[" << std::dec << rotate << "]";
     return out.str();
 }
 
-void VyrFrameData::AddFsLog(const VyrFsLog &record)
-{
+void VyrFrameData::AddFsLog(const VyrFsLog &record) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     mFsLogList.push_back(record);
 }
 
-bool VyrFrameData::AddFsLog(const uint8_t *bytes, size_t length)
-{
+bool VyrFrameData::AddFsLog(const uint8_t *bytes, size_t length) {
     if (bytes == nullptr || length < sizeof(VyrFsLog)) {
         __android_log_print(ANDROID_LOG_WARN, VYR_LOG_TAG, "fs log record too short: %zu",
                             bytes == nullptr ? static_cast<size_t>(0) : length);
@@ -230,15 +206,13 @@ bool VyrFrameData::AddFsLog(const uint8_t *bytes, size_t length)
     return true;
 }
 
-void VyrFrameData::AddEventRecord(uint32_t a, uint32_t b, uint32_t c, uint64_t value)
-{
+void VyrFrameData::AddEventRecord(uint32_t a, uint32_t b, uint32_t c, uint64_t value) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     eventRecords.push_back(VyrEventRecord{a, b, c, value});
 }
 
 void VyrFrameData::AddBlob(int32_t flag, uint32_t kind, uint64_t value, const uint8_t *bytes,
-                           size_t length)
-{
+                           size_t length) {
     VyrBlobRecord record{};
     record.flag = flag != 0 ? 1 : 0;
     record.kind = kind;
@@ -256,22 +230,19 @@ void VyrFrameData::AddBlob(int32_t flag, uint32_t kind, uint64_t value, const ui
 }
 
 void VyrFrameData::AddImage(const std::string &directory, const std::string &fileName,
-                            const std::vector<uint8_t> &bytes)
-{
+                            const std::vector<uint8_t> &bytes) {
     __android_log_print(ANDROID_LOG_INFO, VYR_LOG_TAG, "save %s %s", directory.c_str(),
                         fileName.c_str());
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     images.push_back(VyrFrameImage{directory, fileName, bytes});
 }
 
-void VyrFrameData::AddCameraRecord(const std::vector<uint8_t> &bytes)
-{
+void VyrFrameData::AddCameraRecord(const std::vector<uint8_t> &bytes) {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     cameraRecords.push_back(bytes);
 }
 
-void VyrFrameData::Reset()
-{
+void VyrFrameData::Reset() {
     std::lock_guard<std::mutex> lock(dataRecordMutex);
     mSensorLists.clear();
     images.clear();
@@ -281,8 +252,7 @@ void VyrFrameData::Reset()
     blobRecords.clear();
 }
 
-void VyrFrameData::Dump() const
-{
+void VyrFrameData::Dump() const {
     size_t events = 0;
     size_t fsLogs = 0;
     {
@@ -299,15 +269,13 @@ void VyrFrameData::Dump() const
 // ---------------------------------------------------------------------------
 // VyrFrameMark
 
-VyrFrameMark::VyrFrameMark(const VyrFrameMark &other)
-{
+VyrFrameMark::VyrFrameMark(const VyrFrameMark &other) {
     std::lock_guard<std::mutex> lock(other.mMutex);
     mValue = other.mValue;
     mFlag = other.mFlag;
 }
 
-VyrFrameMark &VyrFrameMark::operator=(const VyrFrameMark &other)
-{
+VyrFrameMark &VyrFrameMark::operator=(const VyrFrameMark &other) {
     if (this != &other) {
         std::scoped_lock lock(mMutex, other.mMutex);
         mValue = other.mValue;
@@ -316,27 +284,23 @@ VyrFrameMark &VyrFrameMark::operator=(const VyrFrameMark &other)
     return *this;
 }
 
-void VyrFrameMark::Set(uint64_t value, uint16_t flag)
-{
+void VyrFrameMark::Set(uint64_t value, uint16_t flag) {
     std::lock_guard<std::mutex> lock(mMutex);
     mValue = value;
     mFlag = flag;
 }
 
-uint64_t VyrFrameMark::GetValue() const
-{
+uint64_t VyrFrameMark::GetValue() const {
     std::lock_guard<std::mutex> lock(mMutex);
     return mValue;
 }
 
-uint16_t VyrFrameMark::GetFlag() const
-{
+uint16_t VyrFrameMark::GetFlag() const {
     std::lock_guard<std::mutex> lock(mMutex);
     return mFlag;
 }
 
-void VyrFrameMark::Reset()
-{
+void VyrFrameMark::Reset() {
     std::lock_guard<std::mutex> lock(mMutex);
     mFlag = 0;
 }
@@ -346,49 +310,44 @@ void VyrFrameMark::Reset()
 
 VyrFrame::VyrFrame(VyrHal &hal) : owner(hal), log(hal) {}
 
-VyrFrameData &VyrFrame::GetData()
-{
+VyrFrameData &VyrFrame::GetData() {
     if (owner.IsLogEnable()) {
         available.store(true);
     }
     return data;
 }
 
-bool VyrFrame::IsAvailable()
-{
+bool VyrFrame::IsAvailable() {
     std::lock_guard<std::mutex> lock(frameMutex);
     return available.load();
 }
 
-void VyrFrame::SetAvailable(bool value)
-{
+void VyrFrame::SetAvailable(bool value) {
     if (owner.IsLogEnable()) {
         available.store(value);
     }
 }
 
-void VyrFrame::Stamp()
-{
+void VyrFrame::Stamp() {
     std::lock_guard<std::mutex> lock(frameMutex);
     timestamp.store(VyrHal::MonoTimeMs());
 }
 
-uint64_t VyrFrame::GetTimestamp() const { return timestamp.load(); }
+uint64_t VyrFrame::GetTimestamp() const {
+    return timestamp.load();
+}
 
-void VyrFrame::SetLogText(const std::string &text)
-{
+void VyrFrame::SetLogText(const std::string &text) {
     std::lock_guard<std::mutex> lock(frameMutex);
     logText = text;
 }
 
-std::string VyrFrame::GetLogText()
-{
+std::string VyrFrame::GetLogText() {
     std::lock_guard<std::mutex> lock(frameMutex);
     return logText;
 }
 
-void VyrFrame::SetHeadText(const std::string &text)
-{
+void VyrFrame::SetHeadText(const std::string &text) {
     std::lock_guard<std::mutex> lock(frameMutex);
     if (text.empty()) {
         headText.clear();
@@ -397,14 +356,12 @@ void VyrFrame::SetHeadText(const std::string &text)
     }
 }
 
-std::string VyrFrame::GetHeadText()
-{
+std::string VyrFrame::GetHeadText() {
     std::lock_guard<std::mutex> lock(frameMutex);
     return headText;
 }
 
-void VyrFrame::Reset()
-{
+void VyrFrame::Reset() {
     std::lock_guard<std::mutex> lock(frameMutex);
     available.store(false);
     data.Reset();
@@ -413,8 +370,7 @@ void VyrFrame::Reset()
     logText.clear();
 }
 
-void VyrFrame::CopyFrom(VyrFrame &other)
-{
+void VyrFrame::CopyFrom(VyrFrame &other) {
     if (&other == this) {
         VYR_LOG(log, 2, "copy of a frame onto itself");
         return;
@@ -429,8 +385,7 @@ void VyrFrame::CopyFrom(VyrFrame &other)
     logText = other.logText;
 }
 
-void VyrFrame::LockData(bool lock)
-{
+void VyrFrame::LockData(bool lock) {
     if (lock) {
         dataMutex.lock();
     } else {
@@ -438,8 +393,7 @@ void VyrFrame::LockData(bool lock)
     }
 }
 
-void VyrFrame::LockWork(bool lock)
-{
+void VyrFrame::LockWork(bool lock) {
     if (lock) {
         workMutex.lock();
     } else {

@@ -129,8 +129,7 @@ public:
     bool AddFsLog(const uint8_t *bytes, size_t length);
     void AddEventRecord(uint32_t a, uint32_t b, uint32_t c, uint64_t value);
     // Content beyond 4056 bytes is cut (with a log line), the rest zero.
-    void AddBlob(int32_t flag, uint32_t kind, uint64_t value, const uint8_t *bytes,
-                 size_t length);
+    void AddBlob(int32_t flag, uint32_t kind, uint64_t value, const uint8_t *bytes, size_t length);
     void AddImage(const std::string &directory, const std::string &fileName,
                   const std::vector<uint8_t> &bytes);
     void AddCameraRecord(const std::vector<uint8_t> &bytes);

@@ -13,42 +13,27 @@
 #include "motion/Posture.h"
 #include "platform/Sysfs.h"
 #include "platform/Utils.h"
+#include "sensor/SensorHub.h"
 
 namespace {
 
 const char *const kTypeNames[Motion::kTypeMax + 1] = {
-    "MOTION_TYPE_START",
-    "MOTION_TYPE_PICKUP",
-    "MOTION_TYPE_FLIP",
-    "MOTION_TYPE_PROXIMITY",
-    "MOTION_TYPE_SHAKE",
-    "MOTION_TYPE_TAP",
-    "MOTION_TYPE_TILT_LR",
-    "MOTION_TYPE_ROTATION",
-    "MOTION_TYPE_POCKET",
-    "MOTION_TYPE_ACTIVITY",
-    "MOTION_TYPE_TAKE_OFF",
-    "MOTION_TYPE_EXTEND_STEP_COUNTER",
-    "MOTION_TYPE_FD",
-    "MOTION_TYPE_POCKET_IOMCU",
-    "MOTION_TYPE_SCAN_CODE",
-    "MOTION_TYPE_NONE15",
-    "MOTION_TYPE_NONE16",
-    "MOTION_TYPE_NONE17",
-    "MOTION_TYPE_NONE18",
-    "MOTION_TYPE_HEAD_DOWN_WITH_ALS = 19",
-    "MOTION_TYPE_POSTURE",
-    "MOTION_TYPE_NONE21",
-    "MOTION_TYPE_NONE22",
-    "MOTION_TYPE_ROTATION_GESTURE",
-    "MOTION_TYPE_NONE24",
-    "MOTION_TYPE_BACK_TAP",
-    "MOTION_TYPE_NONE26",
-    "MOTION_TYPE_NONE27",
-    "MOTION_TYPE_NONE28",
-    "MOTION_TYPE_NONE29",
-    "MOTION_TYPE_AR",
-    "MOTION_TYPE_MAX",
+    "MOTION_TYPE_START",     "MOTION_TYPE_PICKUP",
+    "MOTION_TYPE_FLIP",      "MOTION_TYPE_PROXIMITY",
+    "MOTION_TYPE_SHAKE",     "MOTION_TYPE_TAP",
+    "MOTION_TYPE_TILT_LR",   "MOTION_TYPE_ROTATION",
+    "MOTION_TYPE_POCKET",    "MOTION_TYPE_ACTIVITY",
+    "MOTION_TYPE_TAKE_OFF",  "MOTION_TYPE_EXTEND_STEP_COUNTER",
+    "MOTION_TYPE_FD",        "MOTION_TYPE_POCKET_IOMCU",
+    "MOTION_TYPE_SCAN_CODE", "MOTION_TYPE_NONE15",
+    "MOTION_TYPE_NONE16",    "MOTION_TYPE_NONE17",
+    "MOTION_TYPE_NONE18",    "MOTION_TYPE_HEAD_DOWN_WITH_ALS = 19",
+    "MOTION_TYPE_POSTURE",   "MOTION_TYPE_NONE21",
+    "MOTION_TYPE_NONE22",    "MOTION_TYPE_ROTATION_GESTURE",
+    "MOTION_TYPE_NONE24",    "MOTION_TYPE_BACK_TAP",
+    "MOTION_TYPE_NONE26",    "MOTION_TYPE_NONE27",
+    "MOTION_TYPE_NONE28",    "MOTION_TYPE_NONE29",
+    "MOTION_TYPE_AR",        "MOTION_TYPE_MAX",
 };
 
 const char *const kFoldTypeNames[] = {"FOLD_TYPE_IN", "FOLD_TYPE_OUT", "FOLD_TYPE_FLIP"};
@@ -62,10 +47,11 @@ constexpr uint64_t kOwnLibraryTypes = (1ull << Motion::kTypeWristFlip) |
 static_assert(kOwnLibraryTypes == 0x2804000ull);
 constexpr int kBackTapModes = 4;
 
-uint64_t Bit(int type) { return 1ull << static_cast<unsigned>(type); }
+uint64_t Bit(int type) {
+    return 1ull << static_cast<unsigned>(type);
+}
 
-std::string Lower(std::string text)
-{
+std::string Lower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return text;
@@ -75,8 +61,7 @@ std::string Lower(std::string text)
 
 Motion::Motion(VyrHal &hal) : ModuleBase("Motion", hal) {}
 
-Motion::~Motion()
-{
+Motion::~Motion() {
     LOGI("enter");
     mRotationGesture.reset();
     mWristFlip.reset();
@@ -85,24 +70,21 @@ Motion::~Motion()
     mMotionLib.reset();
 }
 
-const char *Motion::TypeName(int type)
-{
+const char *Motion::TypeName(int type) {
     if (type < 0 || type > kTypeMax) {
         return "";
     }
     return kTypeNames[type];
 }
 
-const char *Motion::FoldTypeName(int index)
-{
+const char *Motion::FoldTypeName(int index) {
     if (index < 0 || index >= static_cast<int>(std::size(kFoldTypeNames))) {
         return "";
     }
     return kFoldTypeNames[index];
 }
 
-bool Motion::PreInit()
-{
+bool Motion::PreInit() {
     Sysfs &sysfs = mHal.GetSysfs();
     if (!sysfs.HasXmlConfig("motion")) {
         LOGE("motion xml config not enable");
@@ -136,14 +118,13 @@ bool Motion::PreInit()
         }
     }
     mMultiSensorConfig &= mMotionConfig;
-    LOGI("motion config: 0x%x; multiple sensor config: 0x%x",
-         static_cast<unsigned>(mMotionConfig), static_cast<unsigned>(mMultiSensorConfig));
+    LOGI("motion config: 0x%x; multiple sensor config: 0x%x", static_cast<unsigned>(mMotionConfig),
+         static_cast<unsigned>(mMultiSensorConfig));
     BuildSensorTable();
     return true;
 }
 
-void Motion::BuildSensorTable()
-{
+void Motion::BuildSensorTable() {
     Sysfs &sysfs = mHal.GetSysfs();
     const bool fusion = sysfs.HasXmlConfig("fusionsense");
     const bool fold = sysfs.HasXmlConfig("foldtype");
@@ -190,40 +171,36 @@ void Motion::BuildSensorTable()
     }
 }
 
-bool Motion::LastInit()
-{
+bool Motion::LastInit() {
     LOGI("+");
-    mCallbackRegistered = motion::RegisterCallback(
-        mHal.GetSensorHub(), mName,
-        [this](ASensorEvent event, bool /*ok*/) { OnSensorEvent(event); });
+    mHal.GetSensorHub().RegisterSensorCallback(
+        mName, [this](ASensorEvent event, bool /*ok*/) { OnSensorEvent(event); });
+    mCallbackRegistered = true;
     return true;
 }
 
-void Motion::Uninit()
-{
+void Motion::Uninit() {
     LOGI("+");
     if (mCallbackRegistered) {
-        motion::UnregisterCallback(mHal.GetSensorHub(), mName);
+        mHal.GetSensorHub().UnregisterSensorCallback(mName);
         mCallbackRegistered = false;
     }
 }
 
-void Motion::OnSensorEvent(const ASensorEvent &event)
-{
+void Motion::OnSensorEvent(const ASensorEvent &event) {
     std::lock_guard<std::mutex> lock(mLock);
     if (!IsSensorUsed(event.type)) {
         return;
     }
-    motion::Resample &info = mResample[event.type];
-    if (motion::ResampleSkip(mHal.GetSensorHub(), event, info)) {
+    ResampleInfo &info = mResample[event.type];
+    if (mHal.GetSensorHub().DataResampleSkip(event, info)) {
         LOGD("resample skip event: %d", event.type);
         return;
     }
     DetectMotion(event);
 }
 
-void Motion::RebuildResample()
-{
+void Motion::RebuildResample() {
     mResample.clear();
     for (const auto &entry : mConnections) {
         if (entry.second.empty()) {
@@ -232,7 +209,7 @@ void Motion::RebuildResample()
         for (const auto &sensor : mTypeSensors[static_cast<int32_t>(entry.first)]) {
             auto found = mResample.find(sensor.first);
             if (found == mResample.end()) {
-                motion::Resample info{};
+                ResampleInfo info{};
                 info.rate = sensor.second.rate;
                 mResample[sensor.first] = info;
             } else if (sensor.second.rate > found->second.rate) {
@@ -242,8 +219,7 @@ void Motion::RebuildResample()
     }
 }
 
-bool Motion::HasClientBesides(uint64_t mask)
-{
+bool Motion::HasClientBesides(uint64_t mask) {
     for (const auto &entry : mConnections) {
         if (entry.first < 64 && (mask & Bit(static_cast<int>(entry.first))) != 0) {
             continue;
@@ -255,8 +231,7 @@ bool Motion::HasClientBesides(uint64_t mask)
     return false;
 }
 
-void Motion::MotionSwitch(std::string client, int type, bool enable, int mode)
-{
+void Motion::MotionSwitch(std::string client, int type, bool enable, int mode) {
     std::lock_guard<std::mutex> lock(mLock);
     if (type < kFirstType || type > kLastType) {
         return;
@@ -286,8 +261,7 @@ void Motion::MotionSwitch(std::string client, int type, bool enable, int mode)
     RebuildResample();
 }
 
-bool Motion::LoadLibraries(int type, bool enable, int mode)
-{
+bool Motion::LoadLibraries(int type, bool enable, int mode) {
     if (!enable) {
         return true;
     }
@@ -336,8 +310,7 @@ bool Motion::LoadLibraries(int type, bool enable, int mode)
     return true;
 }
 
-void Motion::StartType(int type, int mode)
-{
+void Motion::StartType(int type, int mode) {
     void *state = &mAlgoState;
     switch (type) {
         case kTypeFlip:
@@ -385,8 +358,7 @@ void Motion::StartType(int type, int mode)
     }
 }
 
-void Motion::ConnectTouch(bool enable)
-{
+void Motion::ConnectTouch(bool enable) {
     if (!mHal.GetSysfs().HasXmlConfig("thp")) {
         return;
     }
@@ -396,8 +368,7 @@ void Motion::ConnectTouch(bool enable)
     LOGD("touch connections %s: no touch module", enable ? "enable" : "disable");
 }
 
-void Motion::ReleaseLibraries()
-{
+void Motion::ReleaseLibraries() {
     void *state = &mAlgoState;
     if (mMotionLib != nullptr && !HasClientBesides(kOwnLibraryTypes)) {
         LOGI("motion algo lib reset");
@@ -427,8 +398,7 @@ void Motion::ReleaseLibraries()
     }
 }
 
-bool Motion::MotionSetting(std::string client, int type, bool enable, int mode)
-{
+bool Motion::MotionSetting(std::string client, int type, bool enable, int mode) {
     const bool was = IsTypeEnabled(static_cast<uint32_t>(type));
     if (!was && !enable) {
         LOGI("motion type: %s already disable", TypeName(type));
@@ -447,8 +417,7 @@ bool Motion::MotionSetting(std::string client, int type, bool enable, int mode)
     return !(type == kTypeBackTap && enable && mode == 0);
 }
 
-void Motion::NotifyMotion(int type, int8_t result)
-{
+void Motion::NotifyMotion(int type, int8_t result) {
     if (type < 0 || type >= kResultCount) {
         return;
     }
@@ -462,18 +431,16 @@ void Motion::NotifyMotion(int type, int8_t result)
     mLastResult[type] = result;
 }
 
-bool Motion::InitVyrd()
-{
+bool Motion::InitVyrd() {
     LOGI("+");
     return InitVyrdMotionConfig() && InitVyrdPickCall() && InitVyrdFlip() && InitVyrdRotation() &&
            InitVyrdBackTap() && InitVyrdWristFlip() && InitVyrdRotationGesture() &&
            InitVyrdMotionOn() && InitVyrdMotionOff() && InitVyrdBackTapEvent();
 }
 
-bool Motion::InitVyrdMotionConfig()
-{
-    return AddCmd("motion_config", [this](const std::string /*client*/,
-                                          const std::string /*param*/, std::vector<uint8_t> &out) {
+bool Motion::InitVyrdMotionConfig() {
+    return AddCmd("motion_config", [this](const std::string /*client*/, const std::string /*param*/,
+                                          std::vector<uint8_t> &out) {
         uint64_t config = 0;
         {
             std::lock_guard<std::mutex> lock(mLock);
@@ -486,11 +453,10 @@ bool Motion::InitVyrdMotionConfig()
     });
 }
 
-bool Motion::InitVyrdSwitch(const std::string &command, int type, const std::string &label)
-{
+bool Motion::InitVyrdSwitch(const std::string &command, int type, const std::string &label) {
     return AddCmd(command, [this, command, type, label](const std::string client,
-                                                         const std::string param,
-                                                         std::vector<uint8_t> &out) {
+                                                        const std::string param,
+                                                        std::vector<uint8_t> &out) {
         const std::string value = Lower(param);
         if (value == "on" || value == "1") {
             MotionSwitch(client, type, true, 0);
@@ -501,32 +467,36 @@ bool Motion::InitVyrdSwitch(const std::string &command, int type, const std::str
         } else {
             SetReply(out, "usage: " + (command == "pickcall" ? std::string("pickCall") : command) +
                               " on/off or " +
-                              (command == "pickcall" ? std::string("pickCall") : command) +
-                              " 1/0");
+                              (command == "pickcall" ? std::string("pickCall") : command) + " 1/0");
         }
     });
 }
 
-bool Motion::InitVyrdPickCall() { return InitVyrdSwitch("pickcall", kTypePickCall, "pickCall"); }
+bool Motion::InitVyrdPickCall() {
+    return InitVyrdSwitch("pickcall", kTypePickCall, "pickCall");
+}
 
-bool Motion::InitVyrdFlip() { return InitVyrdSwitch("flip", kTypeFlip, "flip"); }
+bool Motion::InitVyrdFlip() {
+    return InitVyrdSwitch("flip", kTypeFlip, "flip");
+}
 
-bool Motion::InitVyrdRotation() { return InitVyrdSwitch("rotation", kTypeRotation, "rotation"); }
+bool Motion::InitVyrdRotation() {
+    return InitVyrdSwitch("rotation", kTypeRotation, "rotation");
+}
 
-bool Motion::InitVyrdBackTap() { return InitVyrdSwitch("backtap", kTypeBackTap, "backtap"); }
+bool Motion::InitVyrdBackTap() {
+    return InitVyrdSwitch("backtap", kTypeBackTap, "backtap");
+}
 
-bool Motion::InitVyrdWristFlip()
-{
+bool Motion::InitVyrdWristFlip() {
     return InitVyrdSwitch("wristflip", kTypeWristFlip, "wristflip");
 }
 
-bool Motion::InitVyrdRotationGesture()
-{
+bool Motion::InitVyrdRotationGesture() {
     return InitVyrdSwitch("rotationgesture", kTypeRotationGesture, "rotation gesture");
 }
 
-bool Motion::InitVyrdMotionOn()
-{
+bool Motion::InitVyrdMotionOn() {
     return AddCmd("motion-on", [this](const std::string client, const std::string param,
                                       std::vector<uint8_t> &out) {
         const std::vector<std::string> fields = Split(param, ",");
@@ -544,8 +514,7 @@ bool Motion::InitVyrdMotionOn()
     });
 }
 
-bool Motion::InitVyrdMotionOff()
-{
+bool Motion::InitVyrdMotionOff() {
     return AddCmd("motion-off", [this](const std::string client, const std::string param,
                                        std::vector<uint8_t> & /*out*/) {
         const int type = std::atoi(param.c_str());
@@ -554,8 +523,7 @@ bool Motion::InitVyrdMotionOff()
     });
 }
 
-bool Motion::InitVyrdBackTapEvent()
-{
+bool Motion::InitVyrdBackTapEvent() {
     return AddCmd("backtap-event", [this](const std::string /*client*/, const std::string param,
                                           std::vector<uint8_t> & /*out*/) {
         const std::vector<std::string> fields = Split(param, ",");
@@ -568,6 +536,6 @@ bool Motion::InitVyrdBackTapEvent()
         for (size_t i = 0; i < fields.size(); ++i) {
             event.data[i] = static_cast<float>(std::atoi(fields[i].c_str()));
         }
-        motion::PushEvent(mHal.GetSensorHub(), event);
+        mHal.GetSensorHub().PushSensorEvent(event);
     });
 }

@@ -22,7 +22,7 @@
 #include "platform/LibVyrMotion.h"
 #include "platform/LibWristFlipGesture.h"
 #include "platform/api/sensor_event.h"
-#include "motion/HubLink.h"
+#include "sensor/ResampleInfo.h"
 
 class Motion : public ModuleBase {
 public:
@@ -124,5 +124,5 @@ private:
     std::unique_ptr<LibWristFlipGesture> mWristFlip;
     std::unique_ptr<LibRotationGesture> mRotationGesture;
     bool mCallbackRegistered = false;
-    std::map<int32_t, motion::Resample> mResample;
+    std::map<int32_t, ResampleInfo> mResample;
 };

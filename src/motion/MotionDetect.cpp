@@ -12,6 +12,7 @@
 #include "platform/LibSysTrace.h"
 #include "platform/WatchDog.h"
 #include "platform/api/back_tap_api.h"
+#include "sensor/SensorHub.h"
 
 namespace {
 
@@ -26,20 +27,20 @@ constexpr int32_t kSensorFusionMag = 0x2000005;
 constexpr int32_t kSensorFusionMag1 = 0x2000008;
 constexpr int32_t kSensorFusionTapAlt = 0x2000002;
 
-uint8_t LowByte(int32_t value) { return static_cast<uint8_t>(value & 0xff); }
+uint8_t LowByte(int32_t value) {
+    return static_cast<uint8_t>(value & 0xff);
+}
 
 }  // namespace
 
-ASensorEvent Motion::LatestEvent(int32_t type)
-{
+ASensorEvent Motion::LatestEvent(int32_t type) {
     mFrame.LockData(true);
     ASensorEvent event = mFrame.GetData().GetEvent(type);
     mFrame.LockData(false);
     return event;
 }
 
-void Motion::DetectMotion(ASensorEvent event)
-{
+void Motion::DetectMotion(ASensorEvent event) {
     ScopedWatchNode node(mHal.HasWatchdog() ? &mHal.GetWatchdog() : nullptr, "DetectMotion358",
                          kWatchLimitMs);
     ScopedTrace trace(mHal.GetTrace(), "DetectMotion");
@@ -85,8 +86,7 @@ void Motion::DetectMotion(ASensorEvent event)
     }
 }
 
-void Motion::ProcessTouch(const ASensorEvent &event)
-{
+void Motion::ProcessTouch(const ASensorEvent &event) {
     const int32_t id = motion::Truncate(event.data[0]);
     const float x = event.data[1];
     const float y = event.data[2];
@@ -104,8 +104,7 @@ void Motion::ProcessTouch(const ASensorEvent &event)
     }
 }
 
-void Motion::ProcessPosture(const ASensorEvent &event)
-{
+void Motion::ProcessPosture(const ASensorEvent &event) {
     const float value = event.data[0];
     if (value != 1.0f && value != 3.0f) {
         return;
@@ -117,8 +116,7 @@ void Motion::ProcessPosture(const ASensorEvent &event)
     }
 }
 
-void Motion::ProcessAccData(ASensorEvent event)
-{
+void Motion::ProcessAccData(ASensorEvent event) {
     ScopedTrace trace(mHal.GetTrace(), "ProcessAccData");
     const int32_t x = motion::Scale(event.data[0]);
     const int32_t y = motion::Scale(event.data[1]);
@@ -166,8 +164,7 @@ void Motion::ProcessAccData(ASensorEvent event)
     }
 }
 
-void Motion::ProcessFusionAccData(ASensorEvent event)
-{
+void Motion::ProcessFusionAccData(ASensorEvent event) {
     if (!IsTypeEnabled(kTypeBackTap)) {
         return;
     }
@@ -186,7 +183,7 @@ void Motion::ProcessFusionAccData(ASensorEvent event)
         event.data[5] = acc1.data[2];
         event.sensor = kSensorFusionTap;
         event.type = kSensorFusionTap;
-        motion::PushEvent(mHal.GetSensorHub(), event);
+        mHal.GetSensorHub().PushSensorEvent(event);
         return;
     }
     if (mAcc1Queue.size() > kAcc1QueueKeep) {
@@ -196,8 +193,7 @@ void Motion::ProcessFusionAccData(ASensorEvent event)
     mAcc1Queue.push_back(event);
 }
 
-void Motion::ProcessFusionTapData(ASensorEvent event)
-{
+void Motion::ProcessFusionTapData(ASensorEvent event) {
     ScopedTrace trace(mHal.GetTrace(), "ProcessFusionTapData");
     LOGD("ACC0: x=%f y=%f z=%f %lu", static_cast<double>(event.data[0]),
          static_cast<double>(event.data[1]), static_cast<double>(event.data[2]),
@@ -223,11 +219,10 @@ void Motion::ProcessFusionTapData(ASensorEvent event)
     for (int i = 0; i < BACK_TAP_RECORD_VALUES; ++i) {
         event.data[i] = static_cast<float>(record.value[i]);
     }
-    motion::PushEvent(mHal.GetSensorHub(), event);
+    mHal.GetSensorHub().PushSensorEvent(event);
 }
 
-void Motion::ProcessFusionTapEvent(ASensorEvent event)
-{
+void Motion::ProcessFusionTapEvent(ASensorEvent event) {
     ScopedTrace trace(mHal.GetTrace(), "ProcessFusionTapEvent");
     back_tap_record_t record{};
     for (int i = 0; i < BACK_TAP_RECORD_VALUES; ++i) {
@@ -247,8 +242,7 @@ void Motion::ProcessFusionTapEvent(ASensorEvent event)
     }
 }
 
-void Motion::ProcessFusionGyrocData(ASensorEvent event)
-{
+void Motion::ProcessFusionGyrocData(ASensorEvent event) {
     ScopedTrace trace(mHal.GetTrace(), "ProcessFusionGyrocData");
     const int32_t gx = motion::Scale(event.data[0]);
     const int32_t gy = motion::Scale(event.data[1]);
@@ -275,8 +269,7 @@ void Motion::ProcessFusionGyrocData(ASensorEvent event)
         }
     }
 
-    if (IsTypeEnabled(kTypeRotationGesture) && acc0.timestamp != 0 &&
-        mRotationGesture != nullptr) {
+    if (IsTypeEnabled(kTypeRotationGesture) && acc0.timestamp != 0 && mRotationGesture != nullptr) {
         int16_t acc0Values[3];
         int16_t acc1Values[3];
         int16_t gyro0Values[3];

@@ -12,8 +12,7 @@ inline constexpr float kScale = 100.0f;
 
 // value * 100, truncated toward zero; saturated at the ends of the range and
 // 0 for NaN, so a wild sample never makes an undefined conversion.
-inline int32_t Scale(float value)
-{
+inline int32_t Scale(float value) {
     const float scaled = value * kScale;
     if (std::isnan(scaled)) {
         return 0;
@@ -28,14 +27,12 @@ inline int32_t Scale(float value)
 }
 
 // Scale() cut to its low 16 bits.
-inline int16_t ScaleShort(float value)
-{
+inline int16_t ScaleShort(float value) {
     return static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint32_t>(Scale(value))));
 }
 
 // A float truncated toward zero to an integer, saturated like Scale().
-inline int32_t Truncate(float value)
-{
+inline int32_t Truncate(float value) {
     if (std::isnan(value)) {
         return 0;
     }

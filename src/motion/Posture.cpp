@@ -11,6 +11,7 @@
 #include "platform/LibSysTrace.h"
 #include "platform/Sysfs.h"
 #include "platform/WatchDog.h"
+#include "sensor/SensorHub.h"
 
 namespace {
 
@@ -29,14 +30,12 @@ constexpr uint64_t kWatchLimitMs = 20000;
 
 // Product-name fragments of the phones whose beta users report fold
 // statistics.
-const std::vector<std::string> &DftProducts()
-{
+const std::vector<std::string> &DftProducts() {
     static const std::vector<std::string> products = {"VYRFOLD"};
     return products;
 }
 
-void MakeAcc(const ASensorEvent &event, int16_t out[3])
-{
+void MakeAcc(const ASensorEvent &event, int16_t out[3]) {
     for (int i = 0; i < 3; ++i) {
         out[i] = static_cast<int16_t>(motion::Scale(event.data[i]));
     }
@@ -46,14 +45,12 @@ void MakeAcc(const ASensorEvent &event, int16_t out[3])
 
 Posture::Posture(VyrHal &hal) : ModuleBase("Posture", hal) {}
 
-Posture::~Posture()
-{
+Posture::~Posture() {
     LOGI("enter");
     mLib.reset();
 }
 
-const char *Posture::PostureText(int32_t posture)
-{
+const char *Posture::PostureText(int32_t posture) {
     switch (posture) {
         case kPostureFolded:
             return "FOLD_POSTURE_FOLDED";
@@ -70,8 +67,7 @@ const char *Posture::PostureText(int32_t posture)
     }
 }
 
-bool Posture::PreInit()
-{
+bool Posture::PreInit() {
     if (!mHal.GetSysfs().HasXmlConfig("posture")) {
         LOGE("posture xml config not enable");
         return false;
@@ -86,12 +82,11 @@ bool Posture::PreInit()
     return true;
 }
 
-bool Posture::LastInit()
-{
+bool Posture::LastInit() {
     LOGI("+");
-    mCallbackRegistered = motion::RegisterCallback(
-        mHal.GetSensorHub(), mName,
-        [this](ASensorEvent event, bool /*ok*/) { OnSensorEvent(event); });
+    mHal.GetSensorHub().RegisterSensorCallback(
+        mName, [this](ASensorEvent event, bool /*ok*/) { OnSensorEvent(event); });
+    mCallbackRegistered = true;
     if (IsSupportDft()) {
         // The fold statistics are collected by the big-data family; nothing of
         // it is kept in this module.
@@ -100,17 +95,15 @@ bool Posture::LastInit()
     return true;
 }
 
-void Posture::Uninit()
-{
+void Posture::Uninit() {
     LOGI("+");
     if (mCallbackRegistered) {
-        motion::UnregisterCallback(mHal.GetSensorHub(), mName);
+        mHal.GetSensorHub().UnregisterSensorCallback(mName);
         mCallbackRegistered = false;
     }
 }
 
-bool Posture::IsSupportDft()
-{
+bool Posture::IsSupportDft() {
     if (!IsBetaUser()) {
         return false;
     }
@@ -124,8 +117,7 @@ bool Posture::IsSupportDft()
     return false;
 }
 
-bool Posture::HasAnyConnection()
-{
+bool Posture::HasAnyConnection() {
     for (const auto &entry : mConnections) {
         if (!entry.second.empty()) {
             return true;
@@ -134,8 +126,7 @@ bool Posture::HasAnyConnection()
     return false;
 }
 
-void Posture::RebuildResample()
-{
+void Posture::RebuildResample() {
     mResample.clear();
     for (const auto &entry : mConnections) {
         if (entry.second.empty()) {
@@ -144,7 +135,7 @@ void Posture::RebuildResample()
         for (const auto &row : mTypeSensors[static_cast<int32_t>(entry.first)]) {
             auto found = mResample.find(row.first);
             if (found == mResample.end()) {
-                motion::Resample info{};
+                ResampleInfo info{};
                 info.rate = row.second.rate;
                 mResample[row.first] = info;
             } else if (row.second.rate > found->second.rate) {
@@ -154,30 +145,27 @@ void Posture::RebuildResample()
     }
 }
 
-void Posture::OnSensorEvent(const ASensorEvent &event)
-{
+void Posture::OnSensorEvent(const ASensorEvent &event) {
     std::lock_guard<std::mutex> lock(mLock);
     if (!IsSensorUsed(event.type)) {
         return;
     }
-    motion::Resample &info = mResample[event.type];
-    if (motion::ResampleSkip(mHal.GetSensorHub(), event, info)) {
+    ResampleInfo &info = mResample[event.type];
+    if (mHal.GetSensorHub().DataResampleSkip(event, info)) {
         LOGD("resample skip event: %d", event.type);
         return;
     }
     ProcessHingeAngleData(event);
 }
 
-ASensorEvent Posture::LatestEvent(int32_t type)
-{
+ASensorEvent Posture::LatestEvent(int32_t type) {
     mFrame.LockData(true);
     ASensorEvent event = mFrame.GetData().GetEvent(type);
     mFrame.LockData(false);
     return event;
 }
 
-void Posture::SendResult(int32_t posture, int32_t hingeAngle, int32_t info)
-{
+void Posture::SendResult(int32_t posture, int32_t hingeAngle, int32_t info) {
     vyr_msg_t msg;
     msg.client = "posture-client";
     msg.type = static_cast<int32_t>(kType);
@@ -186,8 +174,7 @@ void Posture::SendResult(int32_t posture, int32_t hingeAngle, int32_t info)
     NotifyClients(msg);
 }
 
-void Posture::PostureSwitch(std::string client, bool enable)
-{
+void Posture::PostureSwitch(std::string client, bool enable) {
     std::lock_guard<std::mutex> lock(mLock);
     const bool was = IsTypeEnabled(kType);
     if (!was && !enable) {
@@ -228,8 +215,7 @@ void Posture::PostureSwitch(std::string client, bool enable)
     }
 }
 
-void Posture::ProcessHingeAngleData(ASensorEvent event)
-{
+void Posture::ProcessHingeAngleData(ASensorEvent event) {
     ScopedWatchNode node(mHal.HasWatchdog() ? &mHal.GetWatchdog() : nullptr,
                          "ProcessHingeAngleData207", kWatchLimitMs);
     ScopedTrace trace(mHal.GetTrace(), "ProcessHingeAngleData");
@@ -258,7 +244,7 @@ void Posture::ProcessHingeAngleData(ASensorEvent event)
             if (mLib != nullptr) {
                 mLib->initPostureParameter(motion::Truncate(angle), acc2, 3, acc1, 3);
             }
-            motion::ResetSensorIdle(mHal.GetSensorHub());
+            mHal.GetSensorHub().ResetSensorIdle();
         } else if (status == kStatusDrop && mDropEnd == 0) {
             LOGE("detect drop event, posture will disable 1 second");
             mDropEnd = static_cast<uint64_t>(event.timestamp) + kDropPauseNs;
@@ -299,15 +285,14 @@ void Posture::ProcessHingeAngleData(ASensorEvent event)
     }
     fold_posture_result_t result{0, 0, 0};
     const uint64_t timeMs = static_cast<uint64_t>(event.timestamp) / 1000000u;
-    const int32_t found = mLib->FlodableGestrueDetect(acc2, 3, acc1, 3, motion::Truncate(angle),
-                                                      &result, timeMs, 0, precision, acc.data[0],
-                                                      acc.data[1], acc.data[2]);
+    const int32_t found =
+        mLib->FlodableGestrueDetect(acc2, 3, acc1, 3, motion::Truncate(angle), &result, timeMs, 0,
+                                    precision, acc.data[0], acc.data[1], acc.data[2]);
     if (precision <= kReportPrecision && result.posture != kPostureVerticalUnknown) {
         // The first report may say folded only when the angle really is small.
         const bool heldFirst = mLastResult.posture == -1 && result.posture == kPostureFolded &&
                                angle >= kFirstFoldedBelow;
-        const bool same =
-            result.posture == mLastResult.posture && result.info == mLastResult.info;
+        const bool same = result.posture == mLastResult.posture && result.info == mLastResult.info;
         if (found != 0 && !heldFirst && !same) {
             mLastResult = result;
             LOGI("POSTURE: a=%f, p=%f, A:x=%d y=%d z=%d x=%d y=%d z=%d, ts=%lu, result: %s %3d %d",
@@ -320,46 +305,42 @@ void Posture::ProcessHingeAngleData(ASensorEvent event)
     ProcessIdleData(angle, precision);
 }
 
-void Posture::ProcessIdleData(float fold, float precision)
-{
-    LOGV("precision: (%0.3f <= %0.3f), fold = %3.3f, work thd:(%0.3f ~ %0.3f), idle thd:(0 ~ "
-         "%0.3f or %0.3f ~ 180)",
-         static_cast<double>(precision), static_cast<double>(kIdlePrecision),
-         static_cast<double>(fold), static_cast<double>(kWorkLow), static_cast<double>(kWorkHigh),
-         static_cast<double>(kIdleLow), static_cast<double>(kIdleHigh));
+void Posture::ProcessIdleData(float fold, float precision) {
+    LOGV(
+        "precision: (%0.3f <= %0.3f), fold = %3.3f, work thd:(%0.3f ~ %0.3f), idle thd:(0 ~ "
+        "%0.3f or %0.3f ~ 180)",
+        static_cast<double>(precision), static_cast<double>(kIdlePrecision),
+        static_cast<double>(fold), static_cast<double>(kWorkLow), static_cast<double>(kWorkHigh),
+        static_cast<double>(kIdleLow), static_cast<double>(kIdleHigh));
     if (precision > kIdlePrecision) {
         return;
     }
     if (fold > kIdleHigh || fold < kIdleLow) {
-        motion::SensorIdle(mHal.GetSensorHub(), true, mIdleRate);
+        mHal.GetSensorHub().SensorIdle(true, mIdleRate);
     } else if (fold > kWorkLow && fold < kWorkHigh) {
-        motion::SensorIdle(mHal.GetSensorHub(), false, mWorkRate);
+        mHal.GetSensorHub().SensorIdle(false, mWorkRate);
     }
 }
 
-bool Posture::InitVyrd()
-{
+bool Posture::InitVyrd() {
     LOGI("+");
     return InitVyrdPostureOn() && InitVyrdPostureOff() && InitVyrdPostureSet();
 }
 
-bool Posture::InitVyrdPostureOn()
-{
-    return AddCmd("posture-on",
-                  [this](const std::string client, const std::string param,
-                         std::vector<uint8_t> &out) {
-                      if (param.empty()) {
-                          SetReply(out, "usage: posture-on rate");
-                          return;
-                      }
-                      PostureSwitch(client, true);
-                      LOGI("posture on rate: %s", param.c_str());
-                      SetReply(out, "posture on done");
-                  });
+bool Posture::InitVyrdPostureOn() {
+    return AddCmd("posture-on", [this](const std::string client, const std::string param,
+                                       std::vector<uint8_t> &out) {
+        if (param.empty()) {
+            SetReply(out, "usage: posture-on rate");
+            return;
+        }
+        PostureSwitch(client, true);
+        LOGI("posture on rate: %s", param.c_str());
+        SetReply(out, "posture on done");
+    });
 }
 
-bool Posture::InitVyrdPostureOff()
-{
+bool Posture::InitVyrdPostureOff() {
     return AddCmd("posture-off", [this](const std::string client, const std::string /*param*/,
                                         std::vector<uint8_t> &out) {
         LOGI("posture off");
@@ -368,8 +349,7 @@ bool Posture::InitVyrdPostureOff()
     });
 }
 
-bool Posture::InitVyrdPostureSet()
-{
+bool Posture::InitVyrdPostureSet() {
     return AddCmd("posture-set", [this](const std::string /*client*/, const std::string param,
                                         std::vector<uint8_t> &out) {
         unsigned int postureType = 0;

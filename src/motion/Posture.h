@@ -14,7 +14,7 @@
 #include "platform/LibVyrPosture.h"
 #include "platform/api/sensor_event.h"
 #include "platform/api/vyr_fold_api.h"
-#include "motion/HubLink.h"
+#include "sensor/ResampleInfo.h"
 
 class Posture : public ModuleBase {
 public:
@@ -69,5 +69,5 @@ private:
     const int32_t mIdleRate = 1;
     uint64_t mDropEnd = 0;
     bool mCallbackRegistered = false;
-    std::map<int32_t, motion::Resample> mResample;
+    std::map<int32_t, ResampleInfo> mResample;
 };

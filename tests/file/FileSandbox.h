@@ -17,10 +17,8 @@ class FileSandbox : public ::testing::Test {
 protected:
     void SetUp() override {
         setenv("VYR_ROOT", mRoot.Path().c_str(), 1);
-        // Deliberately never deleted: a VyrHal that never ran Init ends the
-        // process from its destructor (no command table), which would turn
-        // a failed test into a passing exit code. One process per test.
-        mHal = new VyrHal(nullptr);
+        mHal = &SharedHal();
+        mHal->SetLogLevel(3);
         mHal->SetLogEnable(true);
         mHal->TakeText();
     }
@@ -48,6 +46,14 @@ protected:
         return lstat(path.c_str(), &info) == 0;
     }
     std::string TakeLog() { return mHal->TakeText(); }
+
+    // One per process and never destroyed: a VyrHal that never ran Init
+    // ends the process from its destructor (no command table), which would
+    // turn a failed test into a passing exit code.
+    static VyrHal &SharedHal() {
+        static VyrHal *hal = new VyrHal(nullptr);
+        return *hal;
+    }
 
     vyr_host_test::TempDir mRoot;
     VyrHal *mHal = nullptr;

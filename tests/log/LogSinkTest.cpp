@@ -1,5 +1,3 @@
-#include "log/LogSink.h"
-
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,14 +9,14 @@
 #include <vector>
 
 #include "hal/VyrHal.h"
+#include "log/LogSink.h"
 #include "log/LogTestSupport.h"
 
 namespace {
 
 using vyr_log_test::LogcatLine;
 
-uint64_t NowMs()
-{
+uint64_t NowMs() {
     timespec ts{};
     clock_gettime(CLOCK_REALTIME, &ts);
     return static_cast<uint64_t>(ts.tv_sec) * 1000 + static_cast<uint64_t>(ts.tv_nsec) / 1000000;
@@ -26,8 +24,7 @@ uint64_t NowMs()
 
 // The file line a statement must give, from the time it carries.
 std::string ExpectedFileLine(uint64_t nowMs, char letter, const std::string &name,
-                             const std::string &message)
-{
+                             const std::string &message) {
     time_t seconds = static_cast<time_t>(nowMs / 1000);
     tm local{};
     localtime_r(&seconds, &local);
@@ -40,8 +37,7 @@ std::string ExpectedFileLine(uint64_t nowMs, char letter, const std::string &nam
 }
 
 // The time a file line carries in its brackets; 0 when the line is malformed.
-uint64_t LineMs(const std::string &line)
-{
+uint64_t LineMs(const std::string &line) {
     static const std::regex kFileLine(
         R"(^\d{4}-\d\d-\d\d \d\d\.\d\d\.\d\d\.\d{3} \d+ [EWIDN]/\[(\d+)\][^\n]*\n$)");
     std::smatch m;
@@ -53,8 +49,7 @@ uint64_t LineMs(const std::string &line)
 
 class LogSinkTest : public vyr_log_test::LogSandbox {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         LogSandbox::SetUp();
         mHal = &NewHal();
         mHal->SetLogLevel(4);
@@ -70,8 +65,7 @@ protected:
 // Statements in a function of known signature, through the idiom; returns
 // the source line of the first.
 namespace log_sink_test {
-int LogThroughMacro(LogSink &mLog, int value)
-{
+int LogThroughMacro(LogSink &mLog, int value) {
     int line = __LINE__ + 1;
     LOGW("warn %d", value);
     LOGV("verbose %d", value);
@@ -83,8 +77,7 @@ namespace {
 
 using log_sink_test::LogThroughMacro;
 
-TEST_F(LogSinkTest, StatementGivesLogcatLineAndFileLine)
-{
+TEST_F(LogSinkTest, StatementGivesLogcatLineAndFileLine) {
     uint64_t before = NowMs();
     std::string line =
         mHal->Format(3, "virtual bool VyrLog::PreInit()", 123, "create %s fail", "process");
@@ -110,8 +103,7 @@ TEST_F(LogSinkTest, StatementGivesLogcatLineAndFileLine)
     EXPECT_EQ(mHal->GetText(), line);
 }
 
-TEST_F(LogSinkTest, MacroUsesShortSignatureAndLineNumber)
-{
+TEST_F(LogSinkTest, MacroUsesShortSignatureAndLineNumber) {
     int sourceLine = LogThroughMacro(*mHal, 7);
     std::vector<LogcatLine> logcat = Logcat("warn 7");
     ASSERT_EQ(logcat.size(), 1u);
@@ -120,7 +112,8 @@ TEST_F(LogSinkTest, MacroUsesShortSignatureAndLineNumber)
               "log_sink_test::LogThroughMacro[" + std::to_string(sourceLine) + "] warn 7");
 
     std::string text = mHal->TakeText();
-    EXPECT_EQ(text, ExpectedFileLine(LineMs(text), 'W', "log_sink_test::LogThroughMacro", "warn 7"));
+    EXPECT_EQ(text,
+              ExpectedFileLine(LineMs(text), 'W', "log_sink_test::LogThroughMacro", "warn 7"));
     // Level 4 does not reach the very frequent statements.
     EXPECT_TRUE(Logcat("verbose 7").empty());
     EXPECT_EQ(text.find("verbose"), std::string::npos);
@@ -136,8 +129,7 @@ TEST_F(LogSinkTest, MacroUsesShortSignatureAndLineNumber)
     EXPECT_NE(text.find("LogThroughMacro, verbose 8\n"), std::string::npos) << text;
 }
 
-TEST_F(LogSinkTest, LevelTable)
-{
+TEST_F(LogSinkTest, LevelTable) {
     struct Row {
         int32_t level;
         char logcatLetter;  // 0: nothing reaches logcat
@@ -161,8 +153,7 @@ TEST_F(LogSinkTest, LevelTable)
     }
 }
 
-TEST_F(LogSinkTest, LevelAboveCurrentGivesNothing)
-{
+TEST_F(LogSinkTest, LevelAboveCurrentGivesNothing) {
     mHal->SetLogLevel(2);
     EXPECT_EQ(mHal->GetLevel(), 2);
     EXPECT_EQ(mHal->Format(3, "f()", 1, "too detailed"), "");
@@ -171,8 +162,7 @@ TEST_F(LogSinkTest, LevelAboveCurrentGivesNothing)
     EXPECT_EQ(Logcat("just right").size(), 1u);
 }
 
-TEST_F(LogSinkTest, ShortNames)
-{
+TEST_F(LogSinkTest, ShortNames) {
     EXPECT_EQ(LogSink::ShortName("virtual bool VyrLog::PreInit()"), "VyrLog::PreInit");
     EXPECT_EQ(LogSink::ShortName("std::string Ns::Cls::Get(int, char) const"), "Ns::Cls::Get");
     EXPECT_EQ(LogSink::ShortName("static LogSink& LogSink::System()"), "LogSink::System");
@@ -190,8 +180,7 @@ TEST_F(LogSinkTest, ShortNames)
     EXPECT_EQ(logcat[0].message, "[9] nameless");
 }
 
-TEST_F(LogSinkTest, LongMessageIsCutAndStillEndsInNewline)
-{
+TEST_F(LogSinkTest, LongMessageIsCutAndStillEndsInNewline) {
     std::string longText(3000, 'x');
     std::string line = mHal->Format(3, "void Long::Text()", 5, "%s", longText.c_str());
     ASSERT_FALSE(line.empty());
@@ -212,8 +201,7 @@ TEST_F(LogSinkTest, LongMessageIsCutAndStillEndsInNewline)
     EXPECT_EQ(Logcat("over size").size(), 1u);
 }
 
-TEST_F(LogSinkTest, FileLoggingOffKeepsLogcatOnly)
-{
+TEST_F(LogSinkTest, FileLoggingOffKeepsLogcatOnly) {
     mHal->SetLogEnable(false);
     mHal->TakeText();
     std::string line = mHal->Format(1, "void Off::Line()", 1, "still on logcat");
@@ -227,8 +215,7 @@ TEST_F(LogSinkTest, FileLoggingOffKeepsLogcatOnly)
     EXPECT_EQ(Logcat("through the macro").size(), 1u);
 }
 
-TEST_F(LogSinkTest, PendingTextCollectsAndTakeTextClears)
-{
+TEST_F(LogSinkTest, PendingTextCollectsAndTakeTextClears) {
     VYR_LOG(*mHal, 3, "first %d", 1);
     VYR_LOG(*mHal, 4, "second %s", "two");
     mHal->Output("");
@@ -253,8 +240,7 @@ TEST_F(LogSinkTest, PendingTextCollectsAndTakeTextClears)
     EXPECT_EQ(mHal->TakeText(), "");
 }
 
-TEST_F(LogSinkTest, LinesOfThreadsInterleaveWhole)
-{
+TEST_F(LogSinkTest, LinesOfThreadsInterleaveWhole) {
     constexpr int kThreads = 4;
     constexpr int kLines = 200;
     std::vector<std::thread> threads;
@@ -269,7 +255,8 @@ TEST_F(LogSinkTest, LinesOfThreadsInterleaveWhole)
         thread.join();
     }
     std::string text = mHal->TakeText();
-    static const std::regex kLine(R"(^\d{4}-\d\d-\d\d \d\d\.\d\d\.\d\d\.\d{3} \d+ D/\[\d+\].*, thread (\d) line (\d+)$)");
+    static const std::regex kLine(
+        R"(^\d{4}-\d\d-\d\d \d\d\.\d\d\.\d\d\.\d{3} \d+ D/\[\d+\].*, thread (\d) line (\d+)$)");
     std::vector<int> next(kThreads, 0);
     size_t start = 0;
     int count = 0;
@@ -288,8 +275,7 @@ TEST_F(LogSinkTest, LinesOfThreadsInterleaveWhole)
     EXPECT_EQ(count, kThreads * kLines);
 }
 
-TEST_F(LogSinkTest, FileLineCarriesTheThreadIdOfEachThreadAndChild)
-{
+TEST_F(LogSinkTest, FileLineCarriesTheThreadIdOfEachThreadAndChild) {
     auto tidOf = [](const std::string &line) {
         static const std::regex kTid(R"(^\S+ \S+ (\d+) )");
         std::smatch m;
@@ -317,8 +303,7 @@ TEST_F(LogSinkTest, FileLineCarriesTheThreadIdOfEachThreadAndChild)
     EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
-TEST_F(LogSinkTest, SinkNamedTsaStaysOffLogcat)
-{
+TEST_F(LogSinkTest, SinkNamedTsaStaysOffLogcat) {
     HalLogSink tsa("tsa", mHal);
     EXPECT_EQ(tsa.GetName(), "tsa");
     std::string line = tsa.Format(1, "void Tsa::Quiet()", 3, "quiet sink");
@@ -331,8 +316,7 @@ TEST_F(LogSinkTest, SinkNamedTsaStaysOffLogcat)
     EXPECT_EQ(Logcat("loud sink").size(), 1u);
 }
 
-TEST_F(LogSinkTest, DisabledStatementEvaluatesNoArgument)
-{
+TEST_F(LogSinkTest, DisabledStatementEvaluatesNoArgument) {
     int calls = 0;
     auto count = [&calls] { return ++calls; };
     mHal->SetLogLevel(2);
@@ -344,8 +328,7 @@ TEST_F(LogSinkTest, DisabledStatementEvaluatesNoArgument)
     EXPECT_EQ(Logcat("count ").size(), 1u);
 }
 
-TEST_F(LogSinkTest, BaseSinkPrintsErrorsAndKeepsNothing)
-{
+TEST_F(LogSinkTest, BaseSinkPrintsErrorsAndKeepsNothing) {
     LogSink &sys = LogSink::System();
     EXPECT_EQ(&sys, &LogSink::System());
     EXPECT_EQ(sys.GetName(), "sys");

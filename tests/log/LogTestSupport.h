@@ -26,14 +26,12 @@ struct LogcatLine {
 
 class LogSandbox : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         setenv("VYR_ROOT", mDir.Path().c_str(), 1);
         setenv("VYR_LOGCAT", LogcatPath().c_str(), 1);
         setenv("VYR_LOG_STDERR", "0", 1);
     }
-    void TearDown() override
-    {
+    void TearDown() override {
         unsetenv("VYR_LOGCAT");
         unsetenv("VYR_LOG_STDERR");
         unsetenv("VYR_ROOT");
@@ -42,8 +40,7 @@ protected:
     std::string LogcatPath() const { return mDir.Path() + "/logcat"; }
 
     // Every logcat line so far whose message contains `part`.
-    std::vector<LogcatLine> Logcat(const std::string &part = "")
-    {
+    std::vector<LogcatLine> Logcat(const std::string &part = "") {
         static const std::regex kLine(
             R"(^\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} +(\d+) +(\d+) ([VDIWEF]) ([^:]*): (.*)$)");
         std::vector<LogcatLine> lines;
@@ -60,8 +57,7 @@ protected:
 
     // A HAL object built but not started. Its destructor expects a started
     // HAL, so it lives to the end of the process (kept reachable).
-    static VyrHal &NewHal()
-    {
+    static VyrHal &NewHal() {
         static std::vector<VyrHal *> *hals = new std::vector<VyrHal *>();
         hals->push_back(new VyrHal(nullptr));
         return *hals->back();

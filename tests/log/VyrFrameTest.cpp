@@ -1,5 +1,3 @@
-#include "log/VyrFrame.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -9,11 +7,11 @@
 
 #include "hal/VyrHal.h"
 #include "log/LogTestSupport.h"
+#include "log/VyrFrame.h"
 
 namespace {
 
-ASensorEvent MakeEvent(int32_t type, int64_t timestamp, float x)
-{
+ASensorEvent MakeEvent(int32_t type, int64_t timestamp, float x) {
     ASensorEvent event{};
     event.sensor = type;
     event.type = type;
@@ -25,8 +23,7 @@ ASensorEvent MakeEvent(int32_t type, int64_t timestamp, float x)
 
 class VyrFrameTest : public vyr_log_test::LogSandbox {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         LogSandbox::SetUp();
         mHal = &NewHal();
         mHal->SetLogEnable(true);
@@ -37,8 +34,7 @@ protected:
     std::unique_ptr<VyrFrame> mFrame;
 };
 
-TEST_F(VyrFrameTest, FastSensorWarnsOnceAtTwiceItsRateThenStops)
-{
+TEST_F(VyrFrameTest, FastSensorWarnsOnceAtTwiceItsRateThenStops) {
     VyrFrameData &data = mFrame->GetData();
     const std::string warning = "sensor: 1 expect size 51, but 102, sensor running in deepsleep !";
     for (int i = 0; i < 102; ++i) {
@@ -73,8 +69,7 @@ TEST_F(VyrFrameTest, FastSensorWarnsOnceAtTwiceItsRateThenStops)
     EXPECT_EQ(Logcat(warning).size(), 2u);
 }
 
-TEST_F(VyrFrameTest, SlowSensorIsBoundedWithoutWarning)
-{
+TEST_F(VyrFrameTest, SlowSensorIsBoundedWithoutWarning) {
     VyrFrameData &data = mFrame->GetData();
     for (int i = 0; i < 150; ++i) {
         data.AddEvent(MakeEvent(8, i, 1.0f), 50, true);
@@ -83,8 +78,7 @@ TEST_F(VyrFrameTest, SlowSensorIsBoundedWithoutWarning)
     EXPECT_TRUE(Logcat("deepsleep").empty());
 }
 
-TEST_F(VyrFrameTest, EventsOutsideTheListOnlyReplaceTheNewest)
-{
+TEST_F(VyrFrameTest, EventsOutsideTheListOnlyReplaceTheNewest) {
     VyrFrameData &data = mFrame->GetData();
     data.AddEvent(MakeEvent(4, 10, 1.0f), 100, false);
     data.AddEvent(MakeEvent(4, 20, 2.0f), 100, false);
@@ -106,8 +100,7 @@ TEST_F(VyrFrameTest, EventsOutsideTheListOnlyReplaceTheNewest)
     EXPECT_EQ(data.GetEvent(4).type, 4);
 }
 
-TEST_F(VyrFrameTest, UnseenTypesYieldTheSharedDefault)
-{
+TEST_F(VyrFrameTest, UnseenTypesYieldTheSharedDefault) {
     VyrFrameData &data = mFrame->GetData();
     ASensorEvent light = data.GetEvent(5);
     EXPECT_EQ(light.type, 5);
@@ -148,8 +141,7 @@ TEST_F(VyrFrameTest, UnseenTypesYieldTheSharedDefault)
     EXPECT_EQ(wrong, std::vector<int>(4, 0));
 }
 
-TEST_F(VyrFrameTest, ResetKeepsTheLastKnownState)
-{
+TEST_F(VyrFrameTest, ResetKeepsTheLastKnownState) {
     VyrFrameData &data = mFrame->GetData();
     data.AddEvent(MakeEvent(1, 42, 9.5f), 100, true);
     data.SetSensorName(1, "vendor,acc,continue");
@@ -192,8 +184,7 @@ TEST_F(VyrFrameTest, ResetKeepsTheLastKnownState)
     EXPECT_EQ(data.GetRotate(), 90);
 }
 
-TEST_F(VyrFrameTest, AvailabilityFollowsFileLogging)
-{
+TEST_F(VyrFrameTest, AvailabilityFollowsFileLogging) {
     EXPECT_FALSE(mFrame->IsAvailable());
     mFrame->GetData();
     EXPECT_TRUE(mFrame->IsAvailable());
@@ -207,8 +198,7 @@ TEST_F(VyrFrameTest, AvailabilityFollowsFileLogging)
     EXPECT_FALSE(mFrame->IsAvailable());
 }
 
-TEST_F(VyrFrameTest, CopyFromTakesEverything)
-{
+TEST_F(VyrFrameTest, CopyFromTakesEverything) {
     VyrFrame source(*mHal);
     VyrFrameData &data = source.GetData();
     data.AddEvent(MakeEvent(1, 11, 1.5f), 100, true);
@@ -251,8 +241,7 @@ TEST_F(VyrFrameTest, CopyFromTakesEverything)
     EXPECT_EQ(mFrame->GetLogText(), "one\ntwo\n");
 }
 
-TEST_F(VyrFrameTest, CopiesWhileProducersAdd)
-{
+TEST_F(VyrFrameTest, CopiesWhileProducersAdd) {
     VyrFrameData &data = mFrame->GetData();
     std::thread producer([&data] {
         for (int i = 0; i < 3000; ++i) {
@@ -269,8 +258,7 @@ TEST_F(VyrFrameTest, CopiesWhileProducersAdd)
     EXPECT_EQ(data.GetSensorLists()[1].size(), 3000u);
 }
 
-TEST_F(VyrFrameTest, FlagWords)
-{
+TEST_F(VyrFrameTest, FlagWords) {
     VyrFrameData &data = mFrame->GetData();
     EXPECT_EQ(data.ToString(), "ctrlflag=[0000]\tfeature=[ffffffff]\tscenario=[0000]\trotate=[0]");
 
@@ -290,8 +278,7 @@ TEST_F(VyrFrameTest, FlagWords)
     EXPECT_EQ(data.ToString(), "ctrlflag=[0110]\tfeature=[00ab]\tscenario=[bcdef]\trotate=[-270]");
 }
 
-TEST_F(VyrFrameTest, TextsAndNames)
-{
+TEST_F(VyrFrameTest, TextsAndNames) {
     mFrame->SetHeadText("version 1");
     EXPECT_EQ(mFrame->GetHeadText(), "version 1\n");
     mFrame->SetHeadText("");
@@ -303,8 +290,7 @@ TEST_F(VyrFrameTest, TextsAndNames)
     EXPECT_EQ(data.GetSensorName(0xF0000001u), "private,fs,onchange");
 }
 
-TEST_F(VyrFrameTest, RecordsAndTheirLogLines)
-{
+TEST_F(VyrFrameTest, RecordsAndTheirLogLines) {
     VyrFrameData &data = mFrame->GetData();
 
     std::vector<uint8_t> big(5000);

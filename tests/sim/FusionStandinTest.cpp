@@ -43,7 +43,8 @@ struct Entry {
 // The 16-byte entries of a plain frame; the unused bytes must be zero.
 std::vector<Entry> Entries(const std::string &data) {
     std::vector<Entry> out;
-    for (size_t at = 0; at + FUSION_SENSE_ENTRY_SIZE <= data.size(); at += FUSION_SENSE_ENTRY_SIZE) {
+    for (size_t at = 0; at + FUSION_SENSE_ENTRY_SIZE <= data.size();
+         at += FUSION_SENSE_ENTRY_SIZE) {
         Entry entry{};
         entry.channel = static_cast<unsigned char>(data[at]);
         EXPECT_EQ(data.compare(at + 1, 3, std::string(3, '\0')), 0) << "bytes 1..3 of an entry";
@@ -107,12 +108,14 @@ FusionSenseConfig Config(int32_t reportRate, std::vector<float> rates, int32_t b
     return config;
 }
 
-#define FUSION_API(X)                                                                          \
-    X(FusionSenseInit) X(FusionSenseUnInit) X(FusionSenseActivate) X(FusionSenseFlush)        \
-    X(FusionSimInjectFrame) X(FusionSimHubRestart) X(FusionSimPauseFrames)                    \
+// clang-format off
+#define FUSION_API(X) \
+    X(FusionSenseInit) X(FusionSenseUnInit) X(FusionSenseActivate) X(FusionSenseFlush) \
+    X(FusionSimInjectFrame) X(FusionSimHubRestart) X(FusionSimPauseFrames) \
     X(FusionSimSetChannelValue) X(FusionSimIsOpen) X(FusionSimIsActive) X(FusionSimGetConfig) \
-    X(FusionSimCallCount) X(FusionSimChecksum) X(FusionSimNowNs) X(FusionSimSync)             \
+    X(FusionSimCallCount) X(FusionSimChecksum) X(FusionSimNowNs) X(FusionSimSync) \
     X(FusionSimReset)
+// clang-format on
 
 class FusionStandinTest : public ::testing::Test {
 protected:
@@ -132,7 +135,9 @@ protected:
         }
     }
 
-    void Open() { ASSERT_EQ(FusionSenseInit(&FrameCollector::Callback, &mFrames, 0), 0); }
+    void Open() {
+        ASSERT_EQ(FusionSenseInit(&FrameCollector::Callback, &mFrames, 0), 0);
+    }
 
     StandinLib mLib{"FusionSense"};
     FrameCollector mFrames;

@@ -99,22 +99,24 @@ private:
     int mDeaths = 0;
 };
 
-#define SENSOR_API(X)                                                                            \
-    X(VyrInit) X(VyrGetSensorList) X(VyrEnableSensor) X(VyrDisableSensor) X(VyrGetName)         \
-    X(VyrGetVendor) X(VyrGetType) X(VyrGetResolution) X(VyrGetMinDelay)                         \
-    X(VyrGetFifoMaxEventCount) X(VyrGetFifoReservedEventCount) X(VyrGetStringType)              \
-    X(VyrGetMaxRange) X(VyrGetPower) X(VyrGetHandle) X(VyrGetReportingMode)                     \
-    X(VyrSimInjectEvent) X(VyrSimPlayScenario) X(VyrSimStopScenario) X(VyrSimScenarioRunning)   \
-    X(VyrSimServiceDie) X(VyrSimServiceRestart) X(VyrSimServiceAlive)                           \
-    X(VyrSimGetSensorPeriodUs) X(VyrSimGetSensorBatchUs) X(VyrSimEnableCount)                   \
+// clang-format off
+#define SENSOR_API(X) \
+    X(VyrInit) X(VyrGetSensorList) X(VyrEnableSensor) X(VyrDisableSensor) X(VyrGetName) \
+    X(VyrGetVendor) X(VyrGetType) X(VyrGetResolution) X(VyrGetMinDelay) \
+    X(VyrGetFifoMaxEventCount) X(VyrGetFifoReservedEventCount) X(VyrGetStringType) \
+    X(VyrGetMaxRange) X(VyrGetPower) X(VyrGetHandle) X(VyrGetReportingMode) \
+    X(VyrSimInjectEvent) X(VyrSimPlayScenario) X(VyrSimStopScenario) X(VyrSimScenarioRunning) \
+    X(VyrSimServiceDie) X(VyrSimServiceRestart) X(VyrSimServiceAlive) \
+    X(VyrSimGetSensorPeriodUs) X(VyrSimGetSensorBatchUs) X(VyrSimEnableCount) \
     X(VyrSimDisableCount) X(VyrSimSync) X(VyrSimDetach) X(VyrSimReset) X(VyrSimNowNs)
+// clang-format on
 
 class SensorStandinTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(mLib.IsOpen()) << mLib.Error();
-#define RESOLVE(name)                                 \
-    name = mLib.Get<name##_t>(#name);                 \
+#define RESOLVE(name)                 \
+    name = mLib.Get<name##_t>(#name); \
     ASSERT_NE(name, nullptr) << "missing " #name;
         SENSOR_API(RESOLVE)
 #undef RESOLVE
@@ -293,7 +295,8 @@ TEST_F(SensorStandinTest, BatchLatencyHoldsEventsBack) {
     for (size_t i = 0; i < events.size(); ++i) {
         worstAge = std::max(worstAge, events[i].arrivalNs - events[i].event.timestamp);
         if (i > 0) {
-            EXPECT_NEAR(events[i].event.timestamp - events[i - 1].event.timestamp, 20000000, 2000000)
+            EXPECT_NEAR(events[i].event.timestamp - events[i - 1].event.timestamp, 20000000,
+                        2000000)
                 << "a batch keeps the sample times";
             if (events[i].arrivalNs - events[i - 1].arrivalNs > 100000000) {
                 ++bursts;
@@ -488,9 +491,10 @@ TEST_F(SensorStandinTest, CsvScenarioReplaysRecordedRows) {
     EXPECT_EQ(VyrSimPlayScenario(write(dir / "value.csv", "0,1,1,x,3\n").c_str()), -1);
     EXPECT_EQ(VyrSimPlayScenario(write(dir / "back.csv", "10,1,1\n5,1,2\n").c_str()), -1);
     EXPECT_EQ(VyrSimPlayScenario(write(dir / "type.csv", "0,999,1\n").c_str()), -1);
-    EXPECT_EQ(VyrSimPlayScenario(
-                  write(dir / "wide.csv", "0,1,1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17\n").c_str()),
-              -1);
+    EXPECT_EQ(
+        VyrSimPlayScenario(
+            write(dir / "wide.csv", "0,1,1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17\n").c_str()),
+        -1);
     EXPECT_EQ(VyrSimPlayScenario(write(dir / "empty.csv", "time_ms,type,v0\n").c_str()), -1);
     mCollector.Clear();
     std::this_thread::sleep_for(100ms);
@@ -538,8 +542,8 @@ TEST_F(SensorStandinTest, ServiceDeathAndRestart) {
     VyrSensorRef oldAcc = Find(1);
     ASSERT_NE(oldAcc, nullptr);
     ASSERT_EQ(VyrEnableSensor(oldAcc, 10000, 0), 0);
-    ASSERT_TRUE(mCollector.WaitFor(VyrGetHandle(oldAcc),
-                                   [](const auto &e) { return e.size() >= 5; }, 2s));
+    ASSERT_TRUE(mCollector.WaitFor(
+        VyrGetHandle(oldAcc), [](const auto &e) { return e.size() >= 5; }, 2s));
 
     VyrSimServiceDie();
     EXPECT_EQ(mCollector.Deaths(), 1) << "told before VyrSimServiceDie returns";
@@ -566,8 +570,8 @@ TEST_F(SensorStandinTest, ServiceDeathAndRestart) {
     VyrSensorRef acc = Find(1);
     ASSERT_EQ(VyrEnableSensor(acc, 10000, 0), 0);
     mCollector.Clear();
-    EXPECT_TRUE(
-        mCollector.WaitFor(VyrGetHandle(acc), [](const auto &e) { return e.size() >= 5; }, 2s));
+    EXPECT_TRUE(mCollector.WaitFor(
+        VyrGetHandle(acc), [](const auto &e) { return e.size() >= 5; }, 2s));
     EXPECT_EQ(VyrSimEnableCount(1), 2);
 }
 
@@ -575,16 +579,16 @@ TEST_F(SensorStandinTest, DetachStopsCallbacksAndUnloadStopsTheThread) {
     Connect();
     VyrSensorRef acc = Find(1);
     ASSERT_EQ(VyrEnableSensor(acc, 2500, 0), 0);
-    ASSERT_TRUE(mCollector.WaitFor(VyrGetHandle(acc),
-                                   [](const auto &e) { return e.size() >= 5; }, 2s));
+    ASSERT_TRUE(mCollector.WaitFor(
+        VyrGetHandle(acc), [](const auto &e) { return e.size() >= 5; }, 2s));
     VyrSimDetach();
     size_t detached = mCollector.Count();
     std::this_thread::sleep_for(100ms);
     EXPECT_EQ(mCollector.Count(), detached);
 
     ASSERT_EQ(VyrInit(&Collector::Callback, &mCollector), 0);
-    ASSERT_TRUE(mCollector.WaitFor(VyrGetHandle(acc),
-                                   [&](const auto &e) { return e.size() >= detached + 5; }, 2s))
+    ASSERT_TRUE(mCollector.WaitFor(
+        VyrGetHandle(acc), [&](const auto &e) { return e.size() >= detached + 5; }, 2s))
         << "a new VyrInit picks the stream up again";
 
     mLib.Close();

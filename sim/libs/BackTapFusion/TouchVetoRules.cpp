@@ -23,15 +23,13 @@ bool gDown[kMaxFingers] = {};
 uint64_t gLastTouchMs = 0;
 bool gTouched = false;
 
-uint64_t MonoMs()
-{
+uint64_t MonoMs() {
     struct timespec ts = {};
     clock_gettime(CLOCK_MONOTONIC, &ts);
     return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec) / 1000000u;
 }
 
-void Reset()
-{
+void Reset() {
     for (bool &down : gDown) {
         down = false;
     }
@@ -39,8 +37,7 @@ void Reset()
     gTouched = false;
 }
 
-void Touch(int32_t id, bool down)
-{
+void Touch(int32_t id, bool down) {
     if (!gRunning) {
         return;
     }
@@ -51,8 +48,7 @@ void Touch(int32_t id, bool down)
     gTouched = true;
 }
 
-bool AnyFingerDown()
-{
+bool AnyFingerDown() {
     for (bool down : gDown) {
         if (down) {
             return true;
@@ -65,21 +61,18 @@ bool AnyFingerDown()
 
 extern "C" {
 
-VYR_EXPORT int32_t BackTapFusion_Init(void * /*state*/)
-{
+VYR_EXPORT int32_t BackTapFusion_Init(void * /*state*/) {
     Reset();
     gRunning = true;
     return 0;
 }
 
-VYR_EXPORT void BackTapFusion_Deinit(void * /*state*/)
-{
+VYR_EXPORT void BackTapFusion_Deinit(void * /*state*/) {
     Reset();
     gRunning = false;
 }
 
-VYR_EXPORT void BackTapFusion_FusionTp(back_tap_record_t *record, void * /*state*/)
-{
+VYR_EXPORT void BackTapFusion_FusionTp(back_tap_record_t *record, void * /*state*/) {
     if (record == nullptr || !gRunning) {
         return;
     }
@@ -93,14 +86,12 @@ VYR_EXPORT void BackTapFusion_FusionTp(back_tap_record_t *record, void * /*state
 }
 
 VYR_EXPORT void BackTapFusion_TouchDown(int64_t /*timestamp*/, int32_t id, int32_t /*x*/,
-                                        int32_t /*y*/, void * /*state*/)
-{
+                                        int32_t /*y*/, void * /*state*/) {
     Touch(id, true);
 }
 
 VYR_EXPORT void BackTapFusion_TouchUp(int64_t /*timestamp*/, int32_t id, int32_t /*x*/,
-                                      int32_t /*y*/, void * /*state*/)
-{
+                                      int32_t /*y*/, void * /*state*/) {
     Touch(id, false);
 }
 

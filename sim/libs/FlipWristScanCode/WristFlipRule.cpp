@@ -21,8 +21,7 @@ extern "C" {
 
 __attribute__((visibility("default"))) int32_t WristFlipGestureRecognize(
     int32_t /*accX*/, int32_t /*accY*/, int32_t /*accZ*/, int32_t /*gyroX*/, int32_t gyroY,
-    int32_t /*gyroZ*/, void * /*state*/)
-{
+    int32_t /*gyroZ*/, void * /*state*/) {
     if (std::abs(gyroY) <= kTurnThreshold) {
         gTurnCount = 0;
         return 0;
@@ -34,8 +33,7 @@ __attribute__((visibility("default"))) int32_t WristFlipGestureRecognize(
     return 0;
 }
 
-__attribute__((visibility("default"))) void cleanStatusForWristFlipGesture(void * /*state*/)
-{
+__attribute__((visibility("default"))) void cleanStatusForWristFlipGesture(void * /*state*/) {
     gTurnCount = 0;
 }
 

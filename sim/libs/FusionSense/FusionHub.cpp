@@ -58,7 +58,9 @@ void StopAtExit(void *) {
     }
 }
 
-__attribute__((constructor)) void CreateHub() { gInstance = new (std::nothrow) FusionHub(); }
+__attribute__((constructor)) void CreateHub() {
+    gInstance = new (std::nothrow) FusionHub();
+}
 
 __attribute__((destructor)) void DestroyHub() {
     if (gInstance != nullptr && gInstance->Shutdown()) {
@@ -67,15 +69,23 @@ __attribute__((destructor)) void DestroyHub() {
     }
 }
 
-int64_t PeriodNs(float rate) { return static_cast<int64_t>(std::llround(kNsPerSec / rate)); }
+int64_t PeriodNs(float rate) {
+    return static_cast<int64_t>(std::llround(kNsPerSec / rate));
+}
 
 }  // namespace
 
-FusionHub *FusionHub::Instance() { return gInstance; }
+FusionHub *FusionHub::Instance() {
+    return gInstance;
+}
 
-FusionHub::FusionHub() { std::copy(std::begin(kDefaultValues), std::end(kDefaultValues), mValues); }
+FusionHub::FusionHub() {
+    std::copy(std::begin(kDefaultValues), std::end(kDefaultValues), mValues);
+}
 
-FusionHub::~FusionHub() { Shutdown(); }
+FusionHub::~FusionHub() {
+    Shutdown();
+}
 
 int64_t FusionHub::NowNs() {
     timespec ts{};
@@ -243,15 +253,13 @@ int32_t FusionHub::Activate(const FusionSenseConfig &config, bool enable) {
     if (!betaWasOn && mConfig.betaConfig != 0) {
         mNextBetaNs = now + kBetaPeriodNs;
     }
-    __android_log_print(ANDROID_LOG_INFO, SIM_TAG,
-                        "activate enable %d report %d Hz beta %d rates %.1f %.1f %.1f %.1f %.1f %.1f",
-                        enable, config.reportRate, config.betaConfig,
-                        static_cast<double>(config.channelRates[0]),
-                        static_cast<double>(config.channelRates[1]),
-                        static_cast<double>(config.channelRates[2]),
-                        static_cast<double>(config.channelRates[3]),
-                        static_cast<double>(config.channelRates[4]),
-                        static_cast<double>(config.channelRates[5]));
+    __android_log_print(
+        ANDROID_LOG_INFO, SIM_TAG,
+        "activate enable %d report %d Hz beta %d rates %.1f %.1f %.1f %.1f %.1f %.1f", enable,
+        config.reportRate, config.betaConfig, static_cast<double>(config.channelRates[0]),
+        static_cast<double>(config.channelRates[1]), static_cast<double>(config.channelRates[2]),
+        static_cast<double>(config.channelRates[3]), static_cast<double>(config.channelRates[4]),
+        static_cast<double>(config.channelRates[5]));
     mCv.notify_all();
     return 0;
 }
@@ -387,8 +395,9 @@ std::vector<FusionSample> FusionHub::TakeSamplesLocked(int64_t endNs) {
             samples.push_back(FusionSample{mNextSampleNs[c], c, mValues[c]});
         }
     }
-    std::stable_sort(samples.begin(), samples.end(),
-                     [](const FusionSample &a, const FusionSample &b) { return a.timeNs < b.timeNs; });
+    std::stable_sort(
+        samples.begin(), samples.end(),
+        [](const FusionSample &a, const FusionSample &b) { return a.timeNs < b.timeNs; });
     return samples;
 }
 

@@ -84,7 +84,9 @@ uint32_t FusionSimChecksum(const void *data, size_t size) {
     return data != nullptr ? vyrsim::ByteSum(data, size) : 0;
 }
 
-int64_t FusionSimNowNs(void) { return FusionHub::NowNs(); }
+int64_t FusionSimNowNs(void) {
+    return FusionHub::NowNs();
+}
 
 int32_t FusionSimSync(int32_t timeoutMs) {
     FusionHub *hub = FusionHub::Instance();

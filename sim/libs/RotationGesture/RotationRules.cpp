@@ -23,8 +23,7 @@ extern "C" {
 
 VYR_EXPORT int32_t RotationRecognize(const int16_t /*acc0*/[3], const int16_t /*acc1*/[3],
                                      const int16_t gyro0[3], const int16_t /*gyro1*/[3],
-                                     void * /*state*/)
-{
+                                     void * /*state*/) {
     if (gyro0 == nullptr || std::abs(static_cast<int32_t>(gyro0[2])) <= kTurnThreshold) {
         gTurnCount = 0;
         return 0;
@@ -37,8 +36,12 @@ VYR_EXPORT int32_t RotationRecognize(const int16_t /*acc0*/[3], const int16_t /*
     return 2;
 }
 
-VYR_EXPORT void CleanStatusForRotationRecognize(void * /*state*/) { gTurnCount = 0; }
+VYR_EXPORT void CleanStatusForRotationRecognize(void * /*state*/) {
+    gTurnCount = 0;
+}
 
-VYR_EXPORT int32_t GetRotationRecognizeVersion(void) { return 102; }
+VYR_EXPORT int32_t GetRotationRecognizeVersion(void) {
+    return 102;
+}
 
 }  // extern "C"

@@ -27,16 +27,14 @@ constexpr int16_t kStandingPull = 900;
 bool gStarted = false;
 int32_t gPosture = 0;
 
-int32_t PlainPosture(int32_t angle)
-{
+int32_t PlainPosture(int32_t angle) {
     if (angle < kFoldedBelow) {
         return kFolded;
     }
     return angle > kFullAbove ? kFull : kHalfFolded;
 }
 
-int32_t NextPosture(int32_t held, int32_t angle)
-{
+int32_t NextPosture(int32_t held, int32_t angle) {
     if (held == kFolded && angle < kFoldedBelow + kHysteresis) {
         return kFolded;
     }
@@ -50,12 +48,13 @@ int32_t NextPosture(int32_t held, int32_t angle)
 
 extern "C" {
 
-VYR_EXPORT const char *GetFoldableVersion(void) { return "VyrFold-standin-1.0.0"; }
+VYR_EXPORT const char *GetFoldableVersion(void) {
+    return "VyrFold-standin-1.0.0";
+}
 
 VYR_EXPORT int32_t initPostureParameter(int32_t angle, const int16_t * /*acc2*/,
                                         int32_t /*acc2Count*/, const int16_t * /*acc1*/,
-                                        int32_t /*acc1Count*/)
-{
+                                        int32_t /*acc1Count*/) {
     gStarted = true;
     gPosture = PlainPosture(angle);
     return 0;
@@ -64,9 +63,8 @@ VYR_EXPORT int32_t initPostureParameter(int32_t angle, const int16_t * /*acc2*/,
 VYR_EXPORT int32_t FlodableGestrueDetect(const int16_t * /*acc2*/, int32_t /*acc2Count*/,
                                          const int16_t *acc1, int32_t acc1Count, int32_t angle,
                                          fold_posture_result_t *result, uint64_t /*timeMs*/,
-                                         int32_t /*reserved*/, float /*precision*/,
-                                         float /*accX*/, float /*accY*/, float /*accZ*/)
-{
+                                         int32_t /*reserved*/, float /*precision*/, float /*accX*/,
+                                         float /*accY*/, float /*accZ*/) {
     if (!gStarted || result == nullptr) {
         return 0;
     }

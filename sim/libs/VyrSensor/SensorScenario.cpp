@@ -15,6 +15,8 @@ namespace {
 constexpr float kGravity = 9.80665f;
 constexpr float kPi = 3.14159265358979f;
 constexpr int64_t kNsPerSec = 1000000000;
+// Latest row time of a CSV file (about 11 days), far from overflowing in ns.
+constexpr long long kMaxTimeMs = 1000000000LL;
 // Earth's field as the magnetometer sees it when the phone lies flat.
 constexpr float kMagX = 22.0f;
 constexpr float kMagY = -5.0f;
@@ -275,9 +277,11 @@ public:
         auto rows = mRows.find(type);
         if (rows != mRows.end()) {
             // Last row at or before the time.
-            auto after = std::upper_bound(
-                rows->second.begin(), rows->second.end(), sinceStartNs,
-                [](int64_t t, const std::pair<int64_t, SensorValues> &row) { return t < row.first; });
+            auto after =
+                std::upper_bound(rows->second.begin(), rows->second.end(), sinceStartNs,
+                                 [](int64_t t, const std::pair<int64_t, SensorValues> &row) {
+                                     return t < row.first;
+                                 });
             if (after != rows->second.begin()) {
                 return std::prev(after)->second;
             }
@@ -346,7 +350,9 @@ bool ParseFloat(const std::string &text, float *out) {
 
 }  // namespace
 
-SensorValues RestValues(int32_t type) { return Pose{}.Of(type); }
+SensorValues RestValues(int32_t type) {
+    return Pose{}.Of(type);
+}
 
 std::unique_ptr<SensorScenario> MakeBuiltinScenario(const std::string &name) {
     static const std::pair<const char *, Motion> kNames[] = {
@@ -395,7 +401,7 @@ std::unique_ptr<SensorScenario> LoadCsvScenario(const std::string &path,
         }
         long long timeMs = 0;
         long long type = 0;
-        if (!ParseInt(fields[0], 10, &timeMs) || timeMs < lastMs) {
+        if (!ParseInt(fields[0], 10, &timeMs) || timeMs < lastMs || timeMs > kMaxTimeMs) {
             *error = where + "bad or decreasing time \"" + fields[0] + "\"";
             return nullptr;
         }

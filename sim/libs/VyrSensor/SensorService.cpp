@@ -81,12 +81,16 @@ ASensorEvent MakeEvent(const SensorInfo &info, int64_t timestamp, const SensorVa
 
 }  // namespace
 
-SensorService *SensorService::Instance() { return gInstance; }
+SensorService *SensorService::Instance() {
+    return gInstance;
+}
 
 SensorService::SensorService()
     : mActive(SensorTableSize()), mScenario(MakeBuiltinScenario("rest")) {}
 
-SensorService::~SensorService() { Shutdown(); }
+SensorService::~SensorService() {
+    Shutdown();
+}
 
 int64_t SensorService::NowNs() {
     timespec ts{};
@@ -225,8 +229,7 @@ int32_t SensorService::FindCurrent(VyrSensorRef sensor, const char *what) const 
             }
         }
     }
-    __android_log_print(ANDROID_LOG_ERROR, SIM_TAG, "%s: unknown or stale sensor %p", what,
-                        sensor);
+    __android_log_print(ANDROID_LOG_ERROR, SIM_TAG, "%s: unknown or stale sensor %p", what, sensor);
     return -1;
 }
 

@@ -178,6 +178,8 @@ void VyrSimReset(void) {
     }
 }
 
-int64_t VyrSimNowNs(void) { return SensorService::NowNs(); }
+int64_t VyrSimNowNs(void) {
+    return SensorService::NowNs();
+}
 
 }  // extern "C"

@@ -34,8 +34,7 @@ int32_t gFarCount = 0;
 
 extern "C" {
 
-VYR_EXPORT int32_t FlipGestrueRecognize(int32_t /*accX*/, int32_t /*accY*/, int32_t accZ)
-{
+VYR_EXPORT int32_t FlipGestrueRecognize(int32_t /*accX*/, int32_t /*accY*/, int32_t accZ) {
     gFaceDownCount = accZ < -kGravityOnAxis ? gFaceDownCount + 1 : 0;
     gFaceUpCount = accZ > kGravityOnAxis ? gFaceUpCount + 1 : 0;
     if (gFaceDownCount >= kFlipSamples) {
@@ -49,15 +48,13 @@ VYR_EXPORT int32_t FlipGestrueRecognize(int32_t /*accX*/, int32_t /*accY*/, int3
     return 0;
 }
 
-VYR_EXPORT void CleanStatusForFlip(void)
-{
+VYR_EXPORT void CleanStatusForFlip(void) {
     gFaceDownCount = 0;
     gFaceUpCount = 0;
 }
 
 VYR_EXPORT int32_t oritationRecognize(int32_t accX, int32_t accY, int32_t accZ,
-                                      int64_t /*timestamp*/, void * /*state*/)
-{
+                                      int64_t /*timestamp*/, void * /*state*/) {
     const int32_t ax = std::abs(accX);
     const int32_t ay = std::abs(accY);
     const int32_t az = std::abs(accZ);
@@ -72,9 +69,8 @@ VYR_EXPORT int32_t oritationRecognize(int32_t accX, int32_t accY, int32_t accZ,
 
 VYR_EXPORT int32_t ProximityGestureRecognize(int32_t /*accX*/, int32_t accY, int32_t /*accZ*/,
                                              int32_t /*gyroX*/, int32_t /*gyroY*/,
-                                             int32_t /*gyroZ*/, int32_t nearFlag,
-                                             int32_t /*mode*/, void * /*state*/)
-{
+                                             int32_t /*gyroZ*/, int32_t nearFlag, int32_t /*mode*/,
+                                             void * /*state*/) {
     const bool upright = accY > kUpright;
     gNearCount = upright && nearFlag != 0 ? gNearCount + 1 : 0;
     gFarCount = upright && nearFlag == 0 ? gFarCount + 1 : 0;
@@ -89,8 +85,7 @@ VYR_EXPORT int32_t ProximityGestureRecognize(int32_t /*accX*/, int32_t accY, int
     return 99;
 }
 
-VYR_EXPORT void CleanStatesForProximity(void * /*state*/)
-{
+VYR_EXPORT void CleanStatesForProximity(void * /*state*/) {
     gNearCount = 0;
     gFarCount = 0;
 }
