@@ -23,6 +23,7 @@
 #include "platform/HalVersion.h"
 #include "platform/PropertyTable.h"
 #include "platform/Sysfs.h"
+#include "platform/ThreadUtils.h"
 #include "platform/Utils.h"
 #include "platform/WatchDog.h"
 #include "sensor/SensorHub.h"
@@ -116,6 +117,12 @@ VyrHal::~VyrHal()
         module->Uninit();
     }
     UninitModules();
+    // Modules go before the services they use (their threads may still
+    // trace, log and touch the frame while they stop); the watchdog first.
+    mWatchdog.reset();
+    mSensorHub.reset();
+    mPosture.reset();
+    mMotion.reset();
     UninitVyrd();
     LOGI("-");
 }
@@ -214,18 +221,7 @@ bool VyrHal::InitSystem()
     LOGI("rebootTimes: %d", static_cast<int>(rebootTimes));
     props.SetRebootTimes(rebootTimes);
 
-    struct sched_param param;
-    int ret = -1;
-    if (memset(&param, 0, sizeof(param)) != nullptr) {
-        param.sched_priority = 10;
-        ret = sched_setscheduler(static_cast<pid_t>(syscall(SYS_gettid)), SCHED_RR, &param);
-    }
-    if (ret != 0) {
-        __android_log_print(ANDROID_LOG_WARN, VYR_LOG_TAG,
-                            "WARNING: Failed to set to RR scheduler, pid=%d, ret=%d\n", getpid(),
-                            ret);
-        setpriority(PRIO_PROCESS, static_cast<id_t>(getpid()), -10);
-    }
+    ThreadSetRRWithFallback();
     GetFactoryMode();
     GetUpgradeMode();
     return true;

@@ -23,10 +23,6 @@ namespace {
 
 constexpr uint64_t kProcessExpectMs = 20000;
 constexpr const char *kProcessNode = "ProcessSensorEvent110";
-// Messages handled under one watch node and one hold of the module mutex.
-constexpr size_t kMaxBatch = 128;
-// Capacity of the thread's work list beyond which it is given back.
-constexpr size_t kKeepCapacity = 4096;
 // How long a stop during SOS waits for a busy thread before it lets it be.
 constexpr auto kSosStopWait = std::chrono::milliseconds(2000);
 
@@ -316,7 +312,10 @@ void SensorHub::CloseCallbacks()
     mGate->Close();
     // No callback of either library reaches the hub from here on; the
     // fusion channel is closed as well, so its thread stops.
-    std::lock_guard<std::mutex> lock(mLock);
+    std::unique_lock<std::mutex> lock;
+    if (!LockFromOutside(lock)) {
+        return;
+    }
     if (mFusionActive && mFusionLib != nullptr && mFusionLib->FusionSenseUnInit != nullptr) {
         mFusionLib->FusionSenseUnInit(0);
         mFusionActive = false;
@@ -347,10 +346,14 @@ void SensorHub::PostMessage(uint32_t tag, const void *payload, size_t size)
 {
     QueueState &state = *mQueue;
     std::lock_guard<std::mutex> lock(state.mutex);
-    SensorMessage &msg = state.pending.emplace_back();
-    msg.tag = tag;
+    SensorMessage *msg = state.pending.Append();
+    if (msg == nullptr) {
+        __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "no memory, message %u lost", tag);
+        return;
+    }
+    msg->tag = tag;
     if (size > 0) {
-        memcpy(&msg.event, payload, size);
+        memcpy(&msg->event, payload, size);
     }
     ++state.posted;
     if (state.waiting) {
@@ -422,11 +425,16 @@ void SensorHub::PushSensorEvents(const ASensorEvent *events, size_t count)
     QueueState &state = *mQueue;
     std::lock_guard<std::mutex> lock(state.mutex);
     for (size_t i = 0; i < count; ++i) {
-        SensorMessage &msg = state.pending.emplace_back();
-        msg.tag = SENSOR_MSG_DATA;
-        msg.event = events[i];
+        SensorMessage *msg = state.pending.Append();
+        if (msg == nullptr) {
+            __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "no memory, %zu events lost",
+                                count - i);
+            break;
+        }
+        msg->tag = SENSOR_MSG_DATA;
+        msg->event = events[i];
+        ++state.posted;
     }
-    state.posted += count;
     if (state.waiting) {
         state.cond.notify_all();
     }
@@ -448,17 +456,40 @@ bool SensorHub::WaitQueueEmpty(int timeoutMs)
 // ---------------------------------------------------------------------------
 // Callbacks of the modules
 
+// The module mutex for a caller that may be the hub's thread itself (which
+// holds it for every message) or may run on the way out of an SOS, when the
+// thread may hang with the mutex held: then it gives up after a while, so
+// that the process can still end.
+bool SensorHub::LockFromOutside(std::unique_lock<std::mutex> &lock)
+{
+    if (mThreadId.load() == std::this_thread::get_id()) {
+        return true;
+    }
+    lock = std::unique_lock<std::mutex>(mLock, std::defer_lock);
+    if (!mHal.IsDoingSos()) {
+        lock.lock();
+        return true;
+    }
+    auto deadline = std::chrono::steady_clock::now() + kSosStopWait;
+    while (!lock.try_lock()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            LOGE("module mutex busy, skipped");
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
 bool SensorHub::RegisterSensorCallback(const std::string &name, SensorCallback callback)
 {
     if (!callback) {
         return false;
     }
     auto shared = std::make_shared<const CallbackEntry>(CallbackEntry{name, std::move(callback)});
-    // The hub's thread already holds the module mutex (a callback that
-    // registers another one).
-    std::unique_lock<std::mutex> lock(mLock, std::defer_lock);
-    if (mThreadId.load() != std::this_thread::get_id()) {
-        lock.lock();
+    std::unique_lock<std::mutex> lock;
+    if (!LockFromOutside(lock)) {
+        return false;
     }
     ++mCallbackVersion;
     auto it = mCallbacks.find(name);
@@ -474,9 +505,9 @@ bool SensorHub::RegisterSensorCallback(const std::string &name, SensorCallback c
 
 void SensorHub::UnregisterSensorCallback(const std::string &name)
 {
-    std::unique_lock<std::mutex> lock(mLock, std::defer_lock);
-    if (mThreadId.load() != std::this_thread::get_id()) {
-        lock.lock();
+    std::unique_lock<std::mutex> lock;
+    if (!LockFromOutside(lock)) {
+        return;
     }
     ++mCallbackVersion;
     mCallbacks.erase(name);
@@ -491,13 +522,12 @@ void SensorHub::ThreadProcess(std::shared_ptr<QueueState> state)
     SetThreadName(mName);
     mThreadId.store(std::this_thread::get_id());
     const bool flag = mHal.IsLogEnable();
-    std::vector<SensorMessage> work;
-    work.reserve(kMaxBatch);
 
     while (state->running.load()) {
+        SensorQueue::Chunk *chain = nullptr;
         {
             std::unique_lock<std::mutex> lock(state->mutex);
-            while (state->pending.empty() && state->running.load()) {
+            while (state->pending.Empty() && state->running.load()) {
                 state->waiting = true;
                 state->cond.wait(lock);
                 state->waiting = false;
@@ -505,24 +535,23 @@ void SensorHub::ThreadProcess(std::shared_ptr<QueueState> state)
             if (!state->running.load()) {
                 break;
             }
-            work.swap(state->pending);
+            chain = state->pending.TakeAll();
         }
-        size_t done = 0;
-        while (done < work.size() && state->running.load()) {
-            size_t end = std::min(work.size(), done + kMaxBatch);
+        // One watch node and one hold of the module mutex for up to a chunk
+        // of messages.
+        uint64_t done = 0;
+        for (SensorQueue::Chunk *chunk = chain; chunk != nullptr && state->running.load();
+             chunk = chunk->next) {
             ScopedTrace trace(mHal.GetTrace(), "SensorHub");
             ScopedWatchNode node(mDog, kProcessNode, kProcessExpectMs);
             std::lock_guard<std::mutex> lock(mLock);
-            for (; done < end; ++done) {
-                HandleMessage(work[done], flag);
+            for (size_t i = 0; i < chunk->count; ++i) {
+                HandleMessage(chunk->messages[i], flag);
             }
-        }
-        work.clear();
-        if (work.capacity() > kKeepCapacity) {
-            std::vector<SensorMessage>().swap(work);
-            work.reserve(kMaxBatch);
+            done += chunk->count;
         }
         std::lock_guard<std::mutex> lock(state->mutex);
+        state->pending.Recycle(chain);
         state->handled += done;
         if (state->syncWaiters > 0) {
             state->syncCond.notify_all();
@@ -602,7 +631,10 @@ void SensorHub::FusionCallback(FSEventStruct &frame, bool reset, void *cookie)
 void SensorHub::OnSensorEvent(const ASensorEvent &event, bool ok)
 {
     if (!ok) {
-        std::lock_guard<std::mutex> lock(mLock);
+        std::unique_lock<std::mutex> lock;
+        if (!LockFromOutside(lock)) {
+            return;
+        }
         LOGW("sensor service died");
         mSensorCount = 0;
         mSensorPtrs = nullptr;

@@ -28,6 +28,7 @@
 #include "platform/api/sensor_event.h"
 #include "platform/api/vyr_sensor_api.h"
 #include "sensor/ResampleInfo.h"
+#include "sensor/SensorQueue.h"
 
 class LibVyrFusion;
 class LibVyrSensor;
@@ -65,42 +66,6 @@ struct VyrSensor {
     std::string vendor;
     std::string reportMode;
     VyrSensorRef sensorPtr = nullptr;  // null for a private sensor
-};
-
-inline constexpr size_t SENSOR_CALLER_SIZE = 128;
-
-// One request.
-struct SensorSetting {
-    char name[SENSOR_CALLER_SIZE];  // caller, NUL-terminated
-    int32_t type;
-    bool enable;
-    int32_t rate;  // Hz
-    int32_t batch;
-    bool wakeup;
-};
-
-struct SensorIdleSetting {
-    bool enter;
-    int32_t rate;
-};
-
-enum SensorMessageTag : uint32_t {
-    SENSOR_MSG_DATA = 0,           // event
-    SENSOR_MSG_SETTING = 1,        // setting
-    SENSOR_MSG_FUSION = 2,         // none
-    SENSOR_MSG_CLIENT_DIED = 3,    // setting, name only
-    SENSOR_MSG_IDLE = 4,           // idle
-    SENSOR_MSG_DISABLE_ALL = 5,    // none
-};
-
-// One element of the queue: a tag and the payload of that tag.
-struct SensorMessage {
-    uint32_t tag;
-    union {
-        ASensorEvent event;
-        SensorSetting setting;
-        SensorIdleSetting idle;
-    };
 };
 
 // A module's view of the samples: (event, true), on the hub's thread.
@@ -175,7 +140,7 @@ private:
         std::mutex mutex;
         std::condition_variable cond;      // messages, stop
         std::condition_variable syncCond;  // handled messages, thread end
-        std::vector<SensorMessage> pending;
+        SensorQueue pending;
         uint64_t posted = 0;
         uint64_t handled = 0;
         bool waiting = false;  // the thread sleeps on `cond`
@@ -209,6 +174,7 @@ private:
     void ProcessSensorIdle(bool enter, int32_t rate);
     void ProcessDisableAll();
     void CloseCallbacks();
+    bool LockFromOutside(std::unique_lock<std::mutex> &lock);
 
     std::shared_ptr<QueueState> mQueue;
     std::thread mThread;

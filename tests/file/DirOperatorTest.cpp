@@ -12,8 +12,8 @@
 #include "file/FileSandbox.h"
 
 using vyr_file_test::FileSandbox;
-using vyr_host_test::ReadText;
-using vyr_host_test::WriteText;
+using vyrtest::ReadText;
+using vyrtest::WriteText;
 
 namespace {
 

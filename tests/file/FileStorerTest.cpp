@@ -9,8 +9,8 @@
 #include "file/FileStorer.h"
 
 using vyr_file_test::FileSandbox;
-using vyr_host_test::ReadText;
-using vyr_host_test::WriteText;
+using vyrtest::ReadText;
+using vyrtest::WriteText;
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include <thread>
 #include <vector>
 
-#include "host/HostTestDir.h"
+#include "support/TestFiles.h"
 
-using vyr_host_test::ReadLines;
-using vyr_host_test::TempDir;
+using vyrtest::ReadLines;
+using vyrtest::TempDir;
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include <stdlib.h>
 
 #include "device_path.h"
-#include "host/HostTestDir.h"
+#include "support/TestFiles.h"
 
-using vyr_host_test::TempDir;
-using vyr_host_test::WriteText;
+using vyrtest::TempDir;
+using vyrtest::WriteText;
 
 namespace {
 

@@ -7,11 +7,11 @@
 #include <thread>
 #include <vector>
 
-#include "host/HostTestDir.h"
+#include "support/TestFiles.h"
 
-using vyr_host_test::ReadText;
-using vyr_host_test::TempDir;
-using vyr_host_test::WriteText;
+using vyrtest::ReadText;
+using vyrtest::TempDir;
+using vyrtest::WriteText;
 
 namespace {
 

@@ -89,7 +89,7 @@ TEST_F(LogSinkTest, StatementGivesLogcatLineAndFileLine) {
     EXPECT_LE(ms, after);
     EXPECT_EQ(line, ExpectedFileLine(ms, 'I', "VyrLog::PreInit", "create process fail"));
 
-    std::vector<LogcatLine> logcat = Logcat("create process fail");
+    std::vector<LogcatLine> logcat = ParsedLogcat("create process fail");
     ASSERT_EQ(logcat.size(), 1u);
     EXPECT_EQ(logcat[0].pid, getpid());
     EXPECT_EQ(logcat[0].tid, gettid());
@@ -105,7 +105,7 @@ TEST_F(LogSinkTest, StatementGivesLogcatLineAndFileLine) {
 
 TEST_F(LogSinkTest, MacroUsesShortSignatureAndLineNumber) {
     int sourceLine = LogThroughMacro(*mHal, 7);
-    std::vector<LogcatLine> logcat = Logcat("warn 7");
+    std::vector<LogcatLine> logcat = ParsedLogcat("warn 7");
     ASSERT_EQ(logcat.size(), 1u);
     EXPECT_EQ(logcat[0].letter, 'W');
     EXPECT_EQ(logcat[0].message,
@@ -115,13 +115,13 @@ TEST_F(LogSinkTest, MacroUsesShortSignatureAndLineNumber) {
     EXPECT_EQ(text,
               ExpectedFileLine(LineMs(text), 'W', "log_sink_test::LogThroughMacro", "warn 7"));
     // Level 4 does not reach the very frequent statements.
-    EXPECT_TRUE(Logcat("verbose 7").empty());
+    EXPECT_TRUE(ParsedLogcat("verbose 7").empty());
     EXPECT_EQ(text.find("verbose"), std::string::npos);
 
     // Level 5 does, printed as level 4.
     mHal->SetLogLevel(5);
     LogThroughMacro(*mHal, 8);
-    logcat = Logcat("verbose 8");
+    logcat = ParsedLogcat("verbose 8");
     ASSERT_EQ(logcat.size(), 1u);
     EXPECT_EQ(logcat[0].letter, 'D');
     text = mHal->TakeText();
@@ -143,7 +143,7 @@ TEST_F(LogSinkTest, LevelTable) {
         std::string line = mHal->Format(row.level, "void Table::Row()", 1, "%s", message.c_str());
         uint64_t ms = LineMs(line);
         EXPECT_EQ(line, ExpectedFileLine(ms, row.fileLetter, "Table::Row", message));
-        std::vector<LogcatLine> logcat = Logcat(message);
+        std::vector<LogcatLine> logcat = ParsedLogcat(message);
         if (row.logcatLetter == 0) {
             EXPECT_TRUE(logcat.empty()) << row.level;
         } else {
@@ -157,9 +157,9 @@ TEST_F(LogSinkTest, LevelAboveCurrentGivesNothing) {
     mHal->SetLogLevel(2);
     EXPECT_EQ(mHal->GetLevel(), 2);
     EXPECT_EQ(mHal->Format(3, "f()", 1, "too detailed"), "");
-    EXPECT_TRUE(Logcat("too detailed").empty());
+    EXPECT_TRUE(ParsedLogcat("too detailed").empty());
     EXPECT_NE(mHal->Format(2, "f()", 1, "just right"), "");
-    EXPECT_EQ(Logcat("just right").size(), 1u);
+    EXPECT_EQ(ParsedLogcat("just right").size(), 1u);
 }
 
 TEST_F(LogSinkTest, ShortNames) {
@@ -175,7 +175,7 @@ TEST_F(LogSinkTest, ShortNames) {
     // An empty name still gives a well-formed line.
     std::string line = mHal->Format(3, "ends ", 9, "nameless");
     EXPECT_EQ(line, ExpectedFileLine(LineMs(line), 'I', "", "nameless"));
-    std::vector<LogcatLine> logcat = Logcat("nameless");
+    std::vector<LogcatLine> logcat = ParsedLogcat("nameless");
     ASSERT_EQ(logcat.size(), 1u);
     EXPECT_EQ(logcat[0].message, "[9] nameless");
 }
@@ -187,18 +187,18 @@ TEST_F(LogSinkTest, LongMessageIsCutAndStillEndsInNewline) {
     EXPECT_EQ(line, ExpectedFileLine(LineMs(line), 'I', "Long::Text", std::string(2047, 'x')));
     EXPECT_EQ(line.back(), '\n');
 
-    std::vector<LogcatLine> over = Logcat("over size 2");
+    std::vector<LogcatLine> over = ParsedLogcat("over size 2");
     ASSERT_EQ(over.size(), 1u);
     EXPECT_EQ(over[0].letter, 'I');
     EXPECT_EQ(over[0].message, "over size 2");
-    std::vector<LogcatLine> logcat = Logcat("Long::Text[5] ");
+    std::vector<LogcatLine> logcat = ParsedLogcat("Long::Text[5] ");
     ASSERT_EQ(logcat.size(), 1u);
     EXPECT_EQ(logcat[0].message, "Long::Text[5] " + std::string(2047, 'x'));
 
     // Exactly 2047 characters fit without a complaint.
     line = mHal->Format(3, "void Long::Text()", 6, "%s", std::string(2047, 'y').c_str());
     EXPECT_EQ(line, ExpectedFileLine(LineMs(line), 'I', "Long::Text", std::string(2047, 'y')));
-    EXPECT_EQ(Logcat("over size").size(), 1u);
+    EXPECT_EQ(ParsedLogcat("over size").size(), 1u);
 }
 
 TEST_F(LogSinkTest, FileLoggingOffKeepsLogcatOnly) {
@@ -206,13 +206,13 @@ TEST_F(LogSinkTest, FileLoggingOffKeepsLogcatOnly) {
     mHal->TakeText();
     std::string line = mHal->Format(1, "void Off::Line()", 1, "still on logcat");
     EXPECT_EQ(line, "");
-    EXPECT_EQ(Logcat("still on logcat").size(), 1u);
+    EXPECT_EQ(ParsedLogcat("still on logcat").size(), 1u);
 
     mHal->Output("2026-01-31 12.30.05.042 1 I/[1]X::Y, stray line\n");
     EXPECT_EQ(mHal->GetText(), "");
     VYR_LOG(*mHal, 1, "through the macro");
     EXPECT_EQ(mHal->TakeText(), "");
-    EXPECT_EQ(Logcat("through the macro").size(), 1u);
+    EXPECT_EQ(ParsedLogcat("through the macro").size(), 1u);
 }
 
 TEST_F(LogSinkTest, PendingTextCollectsAndTakeTextClears) {
@@ -308,12 +308,12 @@ TEST_F(LogSinkTest, SinkNamedTsaStaysOffLogcat) {
     EXPECT_EQ(tsa.GetName(), "tsa");
     std::string line = tsa.Format(1, "void Tsa::Quiet()", 3, "quiet sink");
     EXPECT_EQ(line, ExpectedFileLine(LineMs(line), 'E', "Tsa::Quiet", "quiet sink"));
-    EXPECT_TRUE(Logcat("quiet sink").empty());
+    EXPECT_TRUE(ParsedLogcat("quiet sink").empty());
 
     // Only the exact name is quiet.
     HalLogSink tsa2("tsa2", mHal);
     tsa2.Format(1, "void Tsa::Loud()", 3, "loud sink");
-    EXPECT_EQ(Logcat("loud sink").size(), 1u);
+    EXPECT_EQ(ParsedLogcat("loud sink").size(), 1u);
 }
 
 TEST_F(LogSinkTest, DisabledStatementEvaluatesNoArgument) {
@@ -325,7 +325,7 @@ TEST_F(LogSinkTest, DisabledStatementEvaluatesNoArgument) {
     mHal->SetLogLevel(3);
     VYR_LOG(*mHal, 3, "count %d", count());
     EXPECT_EQ(calls, 1);
-    EXPECT_EQ(Logcat("count ").size(), 1u);
+    EXPECT_EQ(ParsedLogcat("count ").size(), 1u);
 }
 
 TEST_F(LogSinkTest, BaseSinkPrintsErrorsAndKeepsNothing) {
@@ -338,7 +338,7 @@ TEST_F(LogSinkTest, BaseSinkPrintsErrorsAndKeepsNothing) {
     // always built, and Output drops it.
     std::string line = sys.Format(4, "void Sys::Debug()", 2, "sys debug");
     EXPECT_EQ(line, ExpectedFileLine(LineMs(line), 'D', "Sys::Debug", "sys debug"));
-    std::vector<LogcatLine> logcat = Logcat("sys debug");
+    std::vector<LogcatLine> logcat = ParsedLogcat("sys debug");
     ASSERT_EQ(logcat.size(), 1u);
     EXPECT_EQ(logcat[0].letter, 'E');
     EXPECT_EQ(logcat[0].message, "Sys::Debug[2] sys debug");
@@ -347,14 +347,14 @@ TEST_F(LogSinkTest, BaseSinkPrintsErrorsAndKeepsNothing) {
 
     line = sys.Format(0, "void Sys::Zero()", 2, "sys zero");
     EXPECT_EQ(line, ExpectedFileLine(LineMs(line), 'N', "Sys::Zero", "sys zero"));
-    EXPECT_TRUE(Logcat("sys zero").empty());
+    EXPECT_TRUE(ParsedLogcat("sys zero").empty());
 
     // The idiom gates the base sink at 3.
     VYR_LOG(sys, 4, "sys gated");
-    EXPECT_TRUE(Logcat("sys gated").empty());
+    EXPECT_TRUE(ParsedLogcat("sys gated").empty());
 
     sys.Format(1, "void Sys::Long()", 2, "%s", std::string(2100, 'z').c_str());
-    EXPECT_EQ(Logcat("over size 0").size(), 1u);
+    EXPECT_EQ(ParsedLogcat("over size 0").size(), 1u);
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "hal/VyrHal.h"
-#include "host/HostTestDir.h"
+#include "support/UnitSandbox.h"
 
 namespace vyr_log_test {
 
@@ -24,27 +24,15 @@ struct LogcatLine {
     std::string message;
 };
 
-class LogSandbox : public ::testing::Test {
+class LogSandbox : public vyrtest::UnitSandbox {
 protected:
-    void SetUp() override {
-        setenv("VYR_ROOT", mDir.Path().c_str(), 1);
-        setenv("VYR_LOGCAT", LogcatPath().c_str(), 1);
-        setenv("VYR_LOG_STDERR", "0", 1);
-    }
-    void TearDown() override {
-        unsetenv("VYR_LOGCAT");
-        unsetenv("VYR_LOG_STDERR");
-        unsetenv("VYR_ROOT");
-    }
-
-    std::string LogcatPath() const { return mDir.Path() + "/logcat"; }
 
     // Every logcat line so far whose message contains `part`.
-    std::vector<LogcatLine> Logcat(const std::string &part = "") {
+    std::vector<LogcatLine> ParsedLogcat(const std::string &part = "") {
         static const std::regex kLine(
             R"(^\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} +(\d+) +(\d+) ([VDIWEF]) ([^:]*): (.*)$)");
         std::vector<LogcatLine> lines;
-        for (const auto &text : vyr_host_test::ReadLines(LogcatPath())) {
+        for (const auto &text : vyrtest::ReadLines(LogcatPath())) {
             std::smatch m;
             EXPECT_TRUE(std::regex_match(text, m, kLine)) << text;
             if (m.empty() || m[5].str().find(part) == std::string::npos) {
@@ -55,15 +43,6 @@ protected:
         return lines;
     }
 
-    // A HAL object built but not started. Its destructor expects a started
-    // HAL, so it lives to the end of the process (kept reachable).
-    static VyrHal &NewHal() {
-        static std::vector<VyrHal *> *hals = new std::vector<VyrHal *>();
-        hals->push_back(new VyrHal(nullptr));
-        return *hals->back();
-    }
-
-    vyr_host_test::TempDir mDir;
 };
 
 }  // namespace vyr_log_test

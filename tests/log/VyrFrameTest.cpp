@@ -40,12 +40,12 @@ TEST_F(VyrFrameTest, FastSensorWarnsOnceAtTwiceItsRateThenStops) {
     for (int i = 0; i < 102; ++i) {
         data.AddEvent(MakeEvent(1, i, 0.0f), 51, true);
     }
-    EXPECT_TRUE(Logcat(warning).empty());
+    EXPECT_TRUE(ParsedLogcat(warning).empty());
     EXPECT_EQ(data.GetSensorLists()[1].size(), 102u);
 
     // Reaching the cap warns and still keeps this one event...
     data.AddEvent(MakeEvent(1, 102, 0.0f), 51, true);
-    std::vector<vyr_log_test::LogcatLine> warnings = Logcat(warning);
+    std::vector<vyr_log_test::LogcatLine> warnings = ParsedLogcat(warning);
     ASSERT_EQ(warnings.size(), 1u);
     EXPECT_EQ(warnings[0].letter, 'W');
     EXPECT_EQ(warnings[0].message, warning);
@@ -58,7 +58,7 @@ TEST_F(VyrFrameTest, FastSensorWarnsOnceAtTwiceItsRateThenStops) {
     EXPECT_EQ(data.GetSensorLists()[1].size(), 103u);
     EXPECT_EQ(data.GetSensorLists()[1].back().timestamp, 102);
     EXPECT_EQ(data.GetEvent(1).timestamp, 299);
-    EXPECT_EQ(Logcat("deepsleep").size(), 1u);
+    EXPECT_EQ(ParsedLogcat("deepsleep").size(), 1u);
 
     // A new cycle starts a new list and may warn again.
     data.Reset();
@@ -66,7 +66,7 @@ TEST_F(VyrFrameTest, FastSensorWarnsOnceAtTwiceItsRateThenStops) {
         data.AddEvent(MakeEvent(1, i, 0.0f), 51, true);
     }
     EXPECT_EQ(data.GetSensorLists()[1].size(), 103u);
-    EXPECT_EQ(Logcat(warning).size(), 2u);
+    EXPECT_EQ(ParsedLogcat(warning).size(), 2u);
 }
 
 TEST_F(VyrFrameTest, SlowSensorIsBoundedWithoutWarning) {
@@ -75,7 +75,7 @@ TEST_F(VyrFrameTest, SlowSensorIsBoundedWithoutWarning) {
         data.AddEvent(MakeEvent(8, i, 1.0f), 50, true);
     }
     EXPECT_EQ(data.GetSensorLists()[8].size(), 101u);
-    EXPECT_TRUE(Logcat("deepsleep").empty());
+    EXPECT_TRUE(ParsedLogcat("deepsleep").empty());
 }
 
 TEST_F(VyrFrameTest, EventsOutsideTheListOnlyReplaceTheNewest) {
@@ -326,7 +326,7 @@ TEST_F(VyrFrameTest, RecordsAndTheirLogLines) {
     data.AddImage("/data/vendor/log/vyrlog/face", "img_1.raw", {1, 2, 3, 4});
     ASSERT_EQ(data.GetImages().size(), 1u);
     EXPECT_EQ(data.GetImages()[0].bytes.size(), 4u);
-    std::vector<vyr_log_test::LogcatLine> saved = Logcat("save ");
+    std::vector<vyr_log_test::LogcatLine> saved = ParsedLogcat("save ");
     ASSERT_EQ(saved.size(), 1u);
     EXPECT_EQ(saved[0].letter, 'I');
     EXPECT_EQ(saved[0].message, "save /data/vendor/log/vyrlog/face img_1.raw");
@@ -335,7 +335,7 @@ TEST_F(VyrFrameTest, RecordsAndTheirLogLines) {
     data.AddEvent(MakeEvent(1, 2, 0.0f), 100, true);
     data.AddEvents(0xF2000000u, std::vector<ASensorEvent>(3, MakeEvent(1, 3, 0.0f)));
     data.Dump();
-    std::vector<vyr_log_test::LogcatLine> dump = Logcat("mSensorLists size");
+    std::vector<vyr_log_test::LogcatLine> dump = ParsedLogcat("mSensorLists size");
     ASSERT_EQ(dump.size(), 1u);
     EXPECT_EQ(dump[0].letter, 'I');
     EXPECT_EQ(dump[0].message, "mSensorLists size: 5, mFsLogList size: 1");

@@ -205,7 +205,7 @@ TEST_F(LibOpensslTest, SecureRandom)
 
 TEST(LibOpensslUnloaded, FailsWithoutTheLibrary)
 {
-    vyr_host_test::TempDir root;
+    vyrtest::TempDir root;
     setenv("VYR_ROOT", root.Path().c_str(), 1);
     LibOpenssl lib;
     EXPECT_FALSE(lib.Init());

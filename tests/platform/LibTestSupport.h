@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "host/HostTestDir.h"
+#include "support/TestFiles.h"
 
 namespace vyr_lib_test {
 
@@ -41,7 +41,7 @@ protected:
     }
     void WriteFile(const std::string &devicePath, const std::string &text) const
     {
-        vyr_host_test::WriteText(mDir.Path() + devicePath, text);
+        vyrtest::WriteText(mDir.Path() + devicePath, text);
     }
 
     // Messages of the logcat lines so far ("E vyr_tolvi: " and what follows),
@@ -49,7 +49,7 @@ protected:
     std::vector<std::string> Logcat(const std::string &part = "") const
     {
         std::vector<std::string> lines;
-        for (const auto &line : vyr_host_test::ReadLines(LogcatPath())) {
+        for (const auto &line : vyrtest::ReadLines(LogcatPath())) {
             // "MM-DD HH:MM:SS.mmm  PID  TID P TAG: message": from the letter on.
             const size_t tag = line.find(" vyr_tolvi: ");
             if (tag == std::string::npos || tag < 2) {
@@ -64,7 +64,7 @@ protected:
     }
     size_t Count(const std::string &part) const { return Logcat(part).size(); }
 
-    vyr_host_test::TempDir mDir;
+    vyrtest::TempDir mDir;
 };
 
 }  // namespace vyr_lib_test

@@ -339,7 +339,7 @@ protected:
     void SetUp() override
     {
         MatchRulesTest::SetUp();
-        mXml = vyr_host_test::ReadText(std::string(VYR_SOURCE_DIR) +
+        mXml = vyrtest::ReadText(std::string(VYR_SOURCE_DIR) +
                                        "/sim/product/tolvi_vyr_product_config.xml");
         ASSERT_FALSE(mXml.empty());
         PutProduct(kVendor, mXml);
@@ -367,7 +367,7 @@ TEST_F(DefaultProductTest, EveryItemHoldsText)
     }
     EXPECT_GT(items, 20);
     // The fuzzer starts from the same file.
-    EXPECT_EQ(vyr_host_test::ReadText(std::string(VYR_SOURCE_DIR) +
+    EXPECT_EQ(vyrtest::ReadText(std::string(VYR_SOURCE_DIR) +
                                       "/fuzz/corpus/product_config/tolvi_vyr_product_config.xml"),
               mXml);
 }

@@ -11,75 +11,19 @@
 #include <vector>
 
 #include "hal/VyrHal.h"
-#include "host/HostTestDir.h"
+#include "support/UnitSandbox.h"
 #include "platform/MatchRules.h"
 
 namespace vyr_platform_test {
 
-class PlatformSandbox : public ::testing::Test {
+class PlatformSandbox : public vyrtest::UnitSandbox {
 protected:
     void SetUp() override
     {
-        setenv("VYR_ROOT", mRoot.Path().c_str(), 1);
-        setenv("VYR_LOGCAT", LogcatPath().c_str(), 1);
-        setenv("VYR_LOG_STDERR", "0", 1);
-        // Never deleted: a VyrHal that never ran Init ends the process from
-        // its destructor. One process per test.
-        mHal = new VyrHal(nullptr);
-    }
-    void TearDown() override
-    {
-        unsetenv("VYR_LOGCAT");
-        unsetenv("VYR_LOG_STDERR");
-        unsetenv("VYR_ROOT");
+        UnitSandbox::SetUp();
+        mHal = &NewHal();
     }
 
-    std::string LogcatPath() const { return mRoot.Path() + "/logcat.txt"; }
-    std::string Logcat() const { return vyr_host_test::ReadText(LogcatPath()); }
-    std::vector<std::string> LogcatLines() const
-    {
-        return vyr_host_test::ReadLines(LogcatPath());
-    }
-    // The logcat lines that hold `text`.
-    std::vector<std::string> LinesWith(const std::string &text) const
-    {
-        std::vector<std::string> found;
-        for (const std::string &line : LogcatLines()) {
-            if (line.find(text) != std::string::npos) {
-                found.push_back(line);
-            }
-        }
-        return found;
-    }
-
-    // Where a device path lives inside the sandbox.
-    std::string Real(const std::string &devicePath) const { return mRoot.Path() + devicePath; }
-    void MakeDirs(const std::string &devicePath) const
-    {
-        std::string running = mRoot.Path();
-        size_t start = 1;
-        while (start <= devicePath.size()) {
-            size_t end = devicePath.find('/', start);
-            if (end == std::string::npos) {
-                end = devicePath.size();
-            }
-            if (end > start) {
-                running += "/" + devicePath.substr(start, end - start);
-                mkdir(running.c_str(), 0755);
-            }
-            start = end + 1;
-        }
-    }
-    // Writes a file at a device path, making its directories.
-    void Put(const std::string &devicePath, const std::string &text) const
-    {
-        MakeDirs(devicePath.substr(0, devicePath.rfind('/')));
-        vyr_host_test::WriteText(Real(devicePath), text);
-    }
-    std::string Get(const std::string &devicePath) const
-    {
-        return vyr_host_test::ReadText(Real(devicePath));
-    }
     void PutProduct(const std::string &dir, const std::string &xml) const
     {
         Put(dir + MatchRules::kFileName, xml);
@@ -89,7 +33,6 @@ protected:
         ASSERT_EQ(__system_property_set("ro.boot.product.hardware.sku", sku.c_str()), 0);
     }
 
-    vyr_host_test::TempDir mRoot;
     VyrHal *mHal = nullptr;
 };
 

@@ -19,7 +19,7 @@
 #include <thread>
 #include <vector>
 
-#include "host/HostTestDir.h"
+#include "support/TestFiles.h"
 #include "platform/HalVersion.h"
 #include "platform/ThreadUtils.h"
 #include "platform/Utils.h"
@@ -28,8 +28,8 @@
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
-using vyr_host_test::ReadText;
-using vyr_host_test::TempDir;
+using vyrtest::ReadText;
+using vyrtest::TempDir;
 
 namespace {
 
@@ -68,8 +68,8 @@ protected:
     {
         mkdir(Real("/sys").c_str(), 0755);
         mkdir(Real("/sys/power").c_str(), 0755);
-        vyr_host_test::WriteText(Real(WakeLock::kLockNode), "");
-        vyr_host_test::WriteText(Real(WakeLock::kUnlockNode), "");
+        vyrtest::WriteText(Real(WakeLock::kLockNode), "");
+        vyrtest::WriteText(Real(WakeLock::kUnlockNode), "");
     }
     std::string LockNode() const { return ReadText(Real(WakeLock::kLockNode)); }
     std::string UnlockNode() const { return ReadText(Real(WakeLock::kUnlockNode)); }
@@ -317,7 +317,7 @@ TEST_F(ServiceSandbox, RoundRobinFallbackWhenNotPermitted)
 TEST_F(ServiceSandbox, CheckPathResolvesInsideTheSandbox)
 {
     mkdir(Real("/data").c_str(), 0755);
-    vyr_host_test::WriteText(Real("/data/present.txt"), "x");
+    vyrtest::WriteText(Real("/data/present.txt"), "x");
     char resolved[PATH_MAX] = {0};
     ASSERT_NE(realpath(Real("/data/present.txt").c_str(), resolved), nullptr);
     EXPECT_EQ(CheckPath("/data/present.txt"), resolved);

@@ -255,7 +255,7 @@ TEST_F(SysfsTest, InputDevicesAreMatchedByNamePrefix)
 
 TEST_F(SysfsTest, MemoryFiguresOfThisProcess)
 {
-    std::string rollup = vyr_host_test::ReadText("/proc/self/smaps_rollup");
+    std::string rollup = vyrtest::ReadText("/proc/self/smaps_rollup");
     if (rollup.find("Pss:") == std::string::npos) {
         GTEST_SKIP() << "no smaps_rollup";
     }

@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "hal/VyrHal.h"
-#include "host/HostTestDir.h"
+#include "support/TestFiles.h"
 #include "platform/WatchDog.h"
 #include "sandbox/Sandbox.h"
 
@@ -70,7 +70,7 @@ int ThreadsNamed(const std::string &name)
         if (entry->d_name[0] == '.') {
             continue;
         }
-        std::string comm = vyr_host_test::ReadText(std::string("/proc/self/task/") +
+        std::string comm = vyrtest::ReadText(std::string("/proc/self/task/") +
                                                    entry->d_name + "/comm");
         if (comm == name + "\n") {
             ++n;
@@ -148,7 +148,7 @@ protected:
     }
 
     std::string LogcatPath() const { return mRoot.Path() + "/logcat.txt"; }
-    std::string Logcat() const { return vyr_host_test::ReadText(LogcatPath()); }
+    std::string Logcat() const { return vyrtest::ReadText(LogcatPath()); }
     std::string Property(const std::string &name) const
     {
         auto props = vyrsim::ReadProperties(mRoot.Path() + "/properties");
@@ -167,7 +167,7 @@ protected:
         return true;
     }
 
-    vyr_host_test::TempDir mRoot;
+    vyrtest::TempDir mRoot;
 };
 
 }  // namespace

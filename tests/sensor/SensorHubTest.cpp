@@ -376,3 +376,43 @@ TEST_F(HubTest, StopsCleanlyWhileSamplesFlow)
     EXPECT_TRUE(LogHas("quit thread Process"));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
 }
+
+// The way out through SOS ends the process even when it starts on the hub's
+// thread, or while that thread hangs in a module callback with the module
+// mutex held; the HAL is then destroyed by exit() as the library's own is.
+TEST_F(HubTest, SosFromAModuleCallbackEndsTheProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            static std::unique_ptr<VyrHal> keep;
+            keep = std::move(mHal);
+            keep->GetSensorHub().RegisterSensorCallback(
+                "sos", [](ASensorEvent, bool) { keep->DoSos("test", 1, false); });
+            keep->GetSensorHub().PushSensorEvent(OwnEvent(SENSOR_TYPE_TP, 1));
+            std::this_thread::sleep_for(std::chrono::seconds(20));
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(HubTest, SosWhileTheHubHangsEndsTheProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            static std::unique_ptr<VyrHal> keep;
+            static std::atomic<bool> entered{false};
+            keep = std::move(mHal);
+            keep->GetSensorHub().RegisterSensorCallback("hang", [](ASensorEvent, bool) {
+                entered = true;
+                std::this_thread::sleep_for(std::chrono::seconds(60));
+            });
+            keep->GetSensorHub().PushSensorEvent(OwnEvent(SENSOR_TYPE_TP, 1));
+            while (!entered) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+            keep->DoSos("test", 2, false);
+            std::this_thread::sleep_for(std::chrono::seconds(20));
+        },
+        ::testing::ExitedWithCode(0), "");
+}

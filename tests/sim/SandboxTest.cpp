@@ -5,12 +5,12 @@
 #include <set>
 #include <string>
 
-#include "host/HostTestDir.h"
+#include "support/TestFiles.h"
 #include "sandbox/Sandbox.h"
 
-using vyr_host_test::ReadText;
-using vyr_host_test::TempDir;
-using vyr_host_test::WriteText;
+using vyrtest::ReadText;
+using vyrtest::TempDir;
+using vyrtest::WriteText;
 
 namespace fs = std::filesystem;
 

@@ -13,14 +13,14 @@
 #include <thread>
 #include <vector>
 
-#include "host/HostTestDir.h"
+#include "support/TestFiles.h"
 #include "sandbox/Sandbox.h"
 
 using nlohmann::json;
-using vyr_host_test::ReadLines;
-using vyr_host_test::ReadText;
-using vyr_host_test::TempDir;
-using vyr_host_test::WriteText;
+using vyrtest::ReadLines;
+using vyrtest::ReadText;
+using vyrtest::TempDir;
+using vyrtest::WriteText;
 
 namespace {
 

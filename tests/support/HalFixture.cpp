@@ -28,36 +28,6 @@ void RecordMessage(vyr_msg_t &msg)
 
 }  // namespace
 
-TempDir::TempDir()
-{
-    char templ[] = "/tmp/vyr-test.XXXXXX";
-    const char *made = mkdtemp(templ);
-    mPath = made != nullptr ? made : "";
-}
-
-TempDir::~TempDir()
-{
-    if (!mPath.empty()) {
-        std::error_code ec;
-        std::filesystem::remove_all(mPath, ec);
-    }
-}
-
-std::string ReadFile(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-void WriteFile(const std::string &path, const std::string &text)
-{
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << text;
-}
-
 void HalFixture::SetUp()
 {
     ASSERT_FALSE(mDir.Path().empty());
@@ -120,7 +90,7 @@ std::string HalFixture::Run(const std::string &cmd, const std::string &param,
     return std::string(out.begin(), out.end());
 }
 
-std::string HalFixture::Logcat() const { return ReadFile(mDir.Path() + "/logcat.txt"); }
+std::string HalFixture::Logcat() const { return ReadText(mDir.Path() + "/logcat.txt"); }
 
 bool HalFixture::LogcatHas(const std::string &text) const
 {

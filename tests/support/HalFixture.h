@@ -14,24 +14,9 @@
 
 #include "hal/vyr_hal.h"
 #include "sandbox/Sandbox.h"
+#include "support/TestFiles.h"
 
 namespace vyrtest {
-
-// A temporary directory removed at destruction.
-class TempDir {
-public:
-    TempDir();
-    ~TempDir();
-    TempDir(const TempDir &) = delete;
-    TempDir &operator=(const TempDir &) = delete;
-    const std::string &Path() const { return mPath; }
-
-private:
-    std::string mPath;
-};
-
-std::string ReadFile(const std::string &path);
-void WriteFile(const std::string &path, const std::string &text);
 
 class HalFixture : public ::testing::Test {
 protected:

@@ -1,4 +1,4 @@
-// A fresh temporary directory per test, removed at the end.
+// Temporary directories and small file helpers shared by the tests.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace vyr_host_test {
+namespace vyrtest {
 
 class TempDir {
 public:
@@ -49,8 +49,14 @@ inline std::vector<std::string> ReadLines(const std::string &path) {
     return lines;
 }
 
+// Writes a file, making its directories.
 inline void WriteText(const std::string &path, const std::string &text) {
-    std::ofstream(path) << text;
+    std::error_code ec;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ec);
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }
 
-}  // namespace vyr_host_test
+inline std::string ReadFile(const std::string &path) { return ReadText(path); }
+inline void WriteFile(const std::string &path, const std::string &text) { WriteText(path, text); }
+
+}  // namespace vyrtest
