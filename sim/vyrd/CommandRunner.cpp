@@ -60,19 +60,24 @@ private:
     TraceWriter &mTrace;
 };
 
-// Plays a scenario on the sensor service that the library has loaded from
-// the device tree (the same file, and so the same instance). The reply text.
-std::string PlayScenario(const std::string &what) {
+// A stand-in library as the library under test has loaded it from the
+// device tree (the same file, and so the same instance); null when it has
+// not been loaded yet. Close with dlclose.
+void *LoadedStandin(const std::string &file) {
     const char *root = getenv("VYR_ROOT");
     const std::string prefix = root != nullptr ? root : "";
-    void *handle = nullptr;
     for (const char *dir : {"/odm/lib64/", "/vendor/lib64/"}) {
-        const std::string path = prefix + dir + "libVyrSensor.so";
-        handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-        if (handle != nullptr) {
-            break;
+        const std::string path = prefix + dir + file;
+        if (void *handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD)) {
+            return handle;
         }
     }
+    return nullptr;
+}
+
+// Plays a scenario on the simulated sensor service. The reply text.
+std::string PlayScenario(const std::string &what) {
+    void *handle = LoadedStandin("libVyrSensor.so");
     if (handle == nullptr) {
         return "scenario: the sensor service is not loaded yet (enable a sensor first)";
     }
@@ -88,6 +93,27 @@ std::string PlayScenario(const std::string &what) {
     }
     dlclose(handle);
     return reply;
+}
+
+// Holds a channel of the simulated sensor hub ("CHANNEL x,y,z", channel 0 the
+// first accelerometer, 1 the first gyroscope) at a value. The reply text.
+std::string SetHubChannel(const std::string &param) {
+    int channel = -1;
+    float x = 0.0f;
+    float y = 0.0f;
+    float z = 0.0f;
+    if (sscanf(param.c_str(), "%d %f,%f,%f", &channel, &x, &y, &z) != 4) {
+        return "usage: hub CHANNEL x,y,z";
+    }
+    void *handle = LoadedStandin("libFusionSense.so");
+    if (handle == nullptr) {
+        return "hub: the sensor hub is not loaded yet (enable a fusion channel first)";
+    }
+    using SetValue = bool (*)(int32_t, float, float, float);
+    auto set = reinterpret_cast<SetValue>(dlsym(handle, "FusionSimSetChannelValue"));
+    bool done = set != nullptr && set(channel, x, y, z);
+    dlclose(handle);
+    return done ? "hub channel " + std::to_string(channel) + " set" : "hub: failed";
 }
 
 }  // namespace
@@ -201,6 +227,11 @@ bool CommandRunner::Run(const CommandLine &cmd) {
         }
         std::string reply = PlayScenario(what);
         mOut.Reply("scenario", mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
+        return true;
+    }
+    if (cmd.name == "hub") {
+        std::string reply = SetHubChannel(Strip(cmd.param));
+        mOut.Reply("hub", mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }
     if (cmd.name == "fmq") {

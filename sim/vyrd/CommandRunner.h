@@ -9,6 +9,7 @@
 //   fmqfile PATH       vyr_fmq_data with the bytes of a file
 //   scenario NAME|CSV  plays a scenario on the stand-in sensor service that
 //                      the library loaded (built-in name or recorded CSV)
+//   hub CHANNEL x,y,z  holds a channel of the stand-in sensor hub at a value
 #pragma once
 
 #include <cstdint>

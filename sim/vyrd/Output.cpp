@@ -1,5 +1,7 @@
 #include "vyrd/Output.h"
 
+#include "vyrd/Describe.h"
+
 #include <cstdio>
 
 namespace vyrd {
@@ -70,7 +72,12 @@ void Output::Reply(const std::string &command, const std::string &client, const 
 }
 
 void Output::Result(const vyr_msg_t &msg) {
-    WriteLine(Dump(ResultJson(msg)));
+    std::string text = Dump(ResultJson(msg));
+    std::string human = mDescribe ? Describe(msg) : std::string();
+    if (!human.empty()) {
+        text += "\n# " + human;
+    }
+    WriteLine(text);
 }
 
 }  // namespace vyrd

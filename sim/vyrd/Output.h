@@ -27,6 +27,8 @@ public:
     explicit Output(bool plainReplies = false) : mPlainReplies(plainReplies) {}
 
     void SetPlainReplies(bool plain) { mPlainReplies = plain; }
+    // Follow each known result line with a human line ("# flip: face down").
+    void SetDescribe(bool describe) { mDescribe = describe; }
 
     void Event(const nlohmann::ordered_json &line);
     void Reply(const std::string &command, const std::string &client, const std::string &param,
@@ -44,6 +46,7 @@ private:
 
     std::mutex mMutex;
     bool mPlainReplies;
+    bool mDescribe = false;
 };
 
 }  // namespace vyrd

@@ -124,6 +124,7 @@ struct Settings {
     bool cmdlineGiven = false;
     bool noLibs = false;
     bool plain = false;
+    bool describe = false;
 };
 
 // Makes or reuses the sandbox and points the library at it.
@@ -204,11 +205,13 @@ int main(int argc, char **argv) {
     app.add_option("--cmdline", s.cmdline, "Kernel command line of the sandbox (with --root)");
     app.add_flag("--no-libs", s.noLibs, "Do not copy the stand-in libraries into a new sandbox");
     app.add_flag("--plain", s.plain, "Print replies as plain text instead of JSON lines");
+    app.add_flag("--describe", s.describe, "Follow each result line with a human line (# ...)");
     app.footer(
         "Command lines (-c, --script, standard input): the name, one blank, the parameter.\n"
         "Blank lines and lines starting with # are skipped. Built-ins:\n"
         "  sleep MS, client NAME, getdata CMD SIZE, fmq HEX, fmqfile PATH,\n"
         "  scenario NAME|CSV (rest walk flip fold pickup rotate, or a CSV file)\n"
+        "  hub CHANNEL x,y,z (hold a channel of the simulated sensor hub)\n"
         "Standard input is read when neither -c nor --script is given.\n\n" +
         vyrsim::SandboxLayoutText());
     CLI11_PARSE(app, argc, argv);
@@ -232,6 +235,7 @@ int main(int argc, char **argv) {
         setenv("VYR_LOG_STDERR", "0", 1);
     }
     Out().SetPlainReplies(s.plain);
+    Out().SetDescribe(s.describe);
 
     if (!s.trace.empty() && !Trace().Open(s.trace)) {
         fprintf(stderr, "vyrd: cannot create %s: %s\n", s.trace.c_str(), strerror(errno));
