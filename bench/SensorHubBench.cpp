@@ -6,10 +6,9 @@
 #include <stdlib.h>
 #include <time.h>
 
-#include <cerrno>
-
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -188,9 +187,8 @@ void BM_FloorMutexQueue(benchmark::State &state)
         }
     }
     state.SetItemsProcessed(state.iterations() * kBatch);
-    state.counters["events_per_s"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * kBatch,
-                           benchmark::Counter::kIsRate);
+    state.counters["events_per_s"] = benchmark::Counter(
+        static_cast<double>(state.iterations()) * kBatch, benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_FloorMutexQueue)->UseRealTime()->Unit(benchmark::kMillisecond);
 
@@ -210,9 +208,8 @@ void BM_SensorRoadThroughput(benchmark::State &state)
         }
     }
     state.SetItemsProcessed(state.iterations() * kBatch);
-    state.counters["events_per_s"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * kBatch,
-                           benchmark::Counter::kIsRate);
+    state.counters["events_per_s"] = benchmark::Counter(
+        static_cast<double>(state.iterations()) * kBatch, benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_SensorRoadThroughput)->UseRealTime()->Unit(benchmark::kMillisecond);
 
@@ -236,9 +233,8 @@ void BM_SensorRoadBulkThroughput(benchmark::State &state)
         }
     }
     state.SetItemsProcessed(state.iterations() * kBatch);
-    state.counters["events_per_s"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * kBatch,
-                           benchmark::Counter::kIsRate);
+    state.counters["events_per_s"] = benchmark::Counter(
+        static_cast<double>(state.iterations()) * kBatch, benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_SensorRoadBulkThroughput)->UseRealTime()->Unit(benchmark::kMillisecond);
 
@@ -328,7 +324,8 @@ void MeasureLatency(benchmark::State &state, Push push, Drain drain)
     }
     std::sort(all.begin(), all.end());
     auto at = [&](double q) {
-        size_t index = std::min(all.size() - 1, static_cast<size_t>(q * static_cast<double>(all.size())));
+        size_t index =
+            std::min(all.size() - 1, static_cast<size_t>(q * static_cast<double>(all.size())));
         return static_cast<double>(all[index]) / 1000.0;
     };
     state.counters["median_us"] = at(0.5);

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite: a plain build, then the same suite
-# built with AddressSanitizer and UndefinedBehaviorSanitizer (clang), and the
-# fuzz targets for 60 seconds each.
+# built with AddressSanitizer and UndefinedBehaviorSanitizer (clang), the
+# threaded roads built with ThreadSanitizer, and the fuzz targets for 60
+# seconds each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -19,6 +20,13 @@ export ASAN_OPTIONS=detect_leaks=0:abort_on_error=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 (cd build-asan && ctest --output-on-failure -j "$jobs")
 
+echo "== thread sanitizer build (the threaded roads)"
+scripts/build.sh build-tsan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang \
+  -DCMAKE_CXX_COMPILER=clang++ -DVYR_TSAN=ON -DVYR_BENCH=OFF
+export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
+(cd build-tsan && ctest --output-on-failure -j "$jobs" \
+  -R 'Hub|Sensor|Motion|Posture|Fusion|Gesture|WatchDog|HalFixture')
+
 echo "== fuzzing (${fuzz_seconds}s each)"
 for fuzzer in build-asan/fuzz/fuzz_*; do
   [ -x "$fuzzer" ] || continue
@@ -27,8 +35,14 @@ for fuzzer in build-asan/fuzz/fuzz_*; do
   seeds="fuzz/corpus/${name#fuzz_}"
   [ -d "$seeds" ] && cp -r "$seeds"/. "$corpus"/
   echo "-- $name"
-  VYR_LOG_STDERR=0 "$fuzzer" -max_total_time="$fuzz_seconds" -print_final_stats=1 "$corpus" \
-    2>&1 | tail -n 5
-  rm -rf "$corpus"
+  log=$(mktemp)
+  if ! VYR_LOG_STDERR=0 "$fuzzer" -max_total_time="$fuzz_seconds" -print_final_stats=1 \
+      "$corpus" >"$log" 2>&1; then
+    tail -n 60 "$log"
+    echo "$name failed"
+    exit 1
+  fi
+  grep -E '^(#[0-9]+.*DONE|stat::number_of_executed_units)' "$log" || tail -n 3 "$log"
+  rm -rf "$corpus" "$log"
 done
 echo "all test stages passed"

@@ -226,7 +226,8 @@ bool CommandRunner::Run(const CommandLine &cmd) {
             return false;
         }
         std::string reply = PlayScenario(what);
-        mOut.Reply("scenario", mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
+        mOut.Reply("scenario", mClient, cmd.param,
+                   std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }
     if (cmd.name == "hub") {

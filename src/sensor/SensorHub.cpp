@@ -54,11 +54,16 @@ struct SensorHubGate {
         }
     }
 
-    void Close()
+    // Bounded on the way out of an SOS, which may start inside a callback.
+    void Close(bool bounded)
     {
         std::unique_lock<std::mutex> lock(mutex);
         hub = nullptr;
-        cond.wait(lock, [this] { return active == 0; });
+        if (bounded) {
+            cond.wait_for(lock, kSosStopWait, [this] { return active == 0; });
+        } else {
+            cond.wait(lock, [this] { return active == 0; });
+        }
     }
 };
 
@@ -135,8 +140,8 @@ bool SensorHub::PreInit()
          false},
         {static_cast<int32_t>(0xF2000001u), "SENSOR_TYPE_AR_BETA_MAG", "AR_BETA_MAG Non-wakeup",
          false},
-        {static_cast<int32_t>(0xF2000002u), "SENSOR_TYPE_AR_BETA_MODEM",
-         "AR_BETA_MODEM Non-wakeup", true},
+        {static_cast<int32_t>(0xF2000002u), "SENSOR_TYPE_AR_BETA_MODEM", "AR_BETA_MODEM Non-wakeup",
+         true},
         {static_cast<int32_t>(0xF2000003u), "SENSOR_TYPE_AR_BETA_RESULT",
          "AR_BETA_RESULT Non-wakeup", false},
         {static_cast<int32_t>(0xF3000000u), "SENSOR_TYPE_MOTION_BETA_ACC",
@@ -149,10 +154,10 @@ bool SensorHub::PreInit()
          "MOTION_BETA_RESULT Non-wakeup", true},
     };
     static const PrivateSensorRow kCommonRows[] = {
-        {static_cast<int32_t>(0xF4000000u), "SENSOR_TYPE_AR_REFILL_ACC",
-         "AR_REFILL_ACC Non-wakeup", false},
-        {static_cast<int32_t>(0xF4000001u), "SENSOR_TYPE_AR_REFILL_MAG",
-         "AR_REFILL_MAG Non-wakeup", false},
+        {static_cast<int32_t>(0xF4000000u), "SENSOR_TYPE_AR_REFILL_ACC", "AR_REFILL_ACC Non-wakeup",
+         false},
+        {static_cast<int32_t>(0xF4000001u), "SENSOR_TYPE_AR_REFILL_MAG", "AR_REFILL_MAG Non-wakeup",
+         false},
         {static_cast<int32_t>(0xF4000002u), "SENSOR_TYPE_AR_REFILL_MODEM",
          "AR_REFILL_MODEM Non-wakeup", true},
         {static_cast<int32_t>(0xF4000003u), "SENSOR_TYPE_AR_REFILL_RESULT",
@@ -309,7 +314,7 @@ void SensorHub::StopThread()
 
 void SensorHub::CloseCallbacks()
 {
-    mGate->Close();
+    mGate->Close(mHal.IsDoingSos());
     // No callback of either library reaches the hub from here on; the
     // fusion channel is closed as well, so its thread stops.
     std::unique_lock<std::mutex> lock;
@@ -372,8 +377,8 @@ bool SensorHub::FillSetting(SensorSetting &setting, const std::string &caller)
     return true;
 }
 
-bool SensorHub::SetSensorEnable(const std::string &caller, int32_t type, bool enable,
-                                int32_t rate, int64_t batch, bool wakeup)
+bool SensorHub::SetSensorEnable(const std::string &caller, int32_t type, bool enable, int32_t rate,
+                                int64_t batch, bool wakeup)
 {
     SensorSetting setting;
     if (!FillSetting(setting, caller)) {
@@ -403,9 +408,15 @@ void SensorHub::SensorIdle(bool enter, int32_t rate)
     PostMessage(SENSOR_MSG_IDLE, &idle, sizeof(idle));
 }
 
-void SensorHub::DisableAllSensors() { PostMessage(SENSOR_MSG_DISABLE_ALL, nullptr, 0); }
+void SensorHub::DisableAllSensors()
+{
+    PostMessage(SENSOR_MSG_DISABLE_ALL, nullptr, 0);
+}
 
-void SensorHub::RequestFusionSetting() { PostMessage(SENSOR_MSG_FUSION, nullptr, 0); }
+void SensorHub::RequestFusionSetting()
+{
+    PostMessage(SENSOR_MSG_FUSION, nullptr, 0);
+}
 
 void SensorHub::PushSensorEvent(const ASensorEvent &event)
 {
@@ -751,7 +762,8 @@ VyrSensor &SensorHub::HandleToSensor(int32_t handle)
         }
     }
     LOGE("can not found sensor handle: %d", handle);
-    static VyrSensor none;
+    // Never destroyed: a thread left running at exit may still read it.
+    static VyrSensor &none = *new VyrSensor();
     return none;
 }
 
@@ -915,8 +927,7 @@ std::map<int32_t, std::pair<int32_t, int64_t>> SensorHub::GetSensorState()
 {
     std::lock_guard<std::mutex> lock(mLock);
     auto it = mSensorState.find(0);
-    return it == mSensorState.end() ? std::map<int32_t, std::pair<int32_t, int64_t>>()
-                                    : it->second;
+    return it == mSensorState.end() ? std::map<int32_t, std::pair<int32_t, int64_t>>() : it->second;
 }
 
 bool SensorHub::IsConnected()

@@ -94,8 +94,8 @@ void SensorHub::ProcessFusionData(FSEventStruct &frame)
 
 void SensorHub::ProcessFusionData(FSEventStruct &frame, uint64_t nowBootNs)
 {
-    ScopedWatchNode node(mHal.HasWatchdog() ? &mHal.GetWatchdog() : nullptr,
-                         "ProcessFusionData934", kFusionExpectMs);
+    ScopedWatchNode node(mHal.HasWatchdog() ? &mHal.GetWatchdog() : nullptr, "ProcessFusionData934",
+                         kFusionExpectMs);
     ScopedTrace trace(mHal.GetTrace(), "ProcessFusionData");
     if (frame.data.empty()) {
         LOGE("fusion sense callback event: %d, report rate: %f", frame.mode,

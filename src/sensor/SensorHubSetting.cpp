@@ -100,8 +100,7 @@ bool SensorHub::RealSetSensorEnable(VyrSensor *sensor, bool enable, int32_t rate
     }
     mFrame.LockData(true);
     mFrame.GetData().SetSensorName(static_cast<uint32_t>(sensor->type),
-                                   sensor->name + "," + sensor->vendor + "," +
-                                       sensor->reportMode);
+                                   sensor->name + "," + sensor->vendor + "," + sensor->reportMode);
     mFrame.LockData(false);
     return true;
 }
@@ -124,11 +123,12 @@ bool SensorHub::DataResampleSkip(const VyrSensor &sensor, const ASensorEvent &ev
     const float sampleTimeMs = 1000.0f / static_cast<float>(info.rate);
     const float realSampleMs = static_cast<float>(timestamp - info.preTimeStamp) / 1000000.0f;
     info.preTimeStamp = timestamp;
-    LOGV("%s, sampleTimeMs:%f, realSampleMs:%f, startTimeStamp:%lu, preTimeStamp:%lu, "
-         "eventTimeStamp:%lu",
-         sensor.name.c_str(), static_cast<double>(sampleTimeMs), static_cast<double>(realSampleMs),
-         static_cast<unsigned long>(info.startTimeStamp),
-         static_cast<unsigned long>(info.preTimeStamp), static_cast<unsigned long>(timestamp));
+    LOGV(
+        "%s, sampleTimeMs:%f, realSampleMs:%f, startTimeStamp:%lu, preTimeStamp:%lu, "
+        "eventTimeStamp:%lu",
+        sensor.name.c_str(), static_cast<double>(sampleTimeMs), static_cast<double>(realSampleMs),
+        static_cast<unsigned long>(info.startTimeStamp),
+        static_cast<unsigned long>(info.preTimeStamp), static_cast<unsigned long>(timestamp));
 
     if (realSampleMs < sampleTimeMs * 0.5f) {
         if ((sampleTimeMs - 1.0f) * 1000000.0f >

@@ -27,12 +27,12 @@ struct SensorIdleSetting {
 };
 
 enum SensorMessageTag : uint32_t {
-    SENSOR_MSG_DATA = 0,           // event
-    SENSOR_MSG_SETTING = 1,        // setting
-    SENSOR_MSG_FUSION = 2,         // none
-    SENSOR_MSG_CLIENT_DIED = 3,    // setting, name only
-    SENSOR_MSG_IDLE = 4,           // idle
-    SENSOR_MSG_DISABLE_ALL = 5,    // none
+    SENSOR_MSG_DATA = 0,         // event
+    SENSOR_MSG_SETTING = 1,      // setting
+    SENSOR_MSG_FUSION = 2,       // none
+    SENSOR_MSG_CLIENT_DIED = 3,  // setting, name only
+    SENSOR_MSG_IDLE = 4,         // idle
+    SENSOR_MSG_DISABLE_ALL = 5,  // none
 };
 
 // One element of the queue: a tag and the payload of that tag.

@@ -216,7 +216,7 @@ TEST_F(MotionRoadTest, PostureDropPausesForOneSecond) {
 }
 
 TEST_F(MotionRoadTest, PostureHoldsAFirstFoldedReportAboveFourDegrees) {
-    vyrtest::WriteFile(Root() + "/data/fold.csv",
+    vyrtest::WriteText(Root() + "/data/fold.csv",
                        "time_ms,type,v0,v1,v2\n"
                        "0,36,5.0,0.0,0,0,0,0,0,0,0,0,0,0,0,0,0.001\n"
                        "0,1,0.0,0.0,9.81\n"

@@ -90,7 +90,7 @@ TEST_F(LibBaseTest, MissingSymbolInOdmBlocksGoodVendorLibrary)
     EXPECT_FALSE(lib.Loaded());
     EXPECT_EQ(lib.Loads(), 3);
 
-    const auto lines = Logcat();
+    const auto lines = Messages();
     ASSERT_EQ(lines.size(), 4u);
     EXPECT_EQ(lines[0], "I vyr_tolvi: OpenLib /odm/lib64/libVyrTwin.so successfully");
     EXPECT_EQ(lines[1], "E vyr_tolvi: can not load func twin_second from library(1)");
@@ -110,7 +110,7 @@ TEST_F(LibBaseTest, BothMissingResolvesOnceMoreAndNamesEverySymbol)
     EXPECT_FALSE(lib.Init());
     EXPECT_FALSE(lib.IsOpened());
     EXPECT_EQ(lib.Loads(), 1);
-    const auto lines = Logcat();
+    const auto lines = Messages();
     ASSERT_EQ(lines.size(), 4u);
     EXPECT_EQ(lines[0], "E vyr_tolvi: OpenLib: VyrTwin error.");
     EXPECT_EQ(lines[1], "E vyr_tolvi: can not load func twin_first from library(0)");
@@ -121,11 +121,11 @@ TEST_F(LibBaseTest, BothMissingResolvesOnceMoreAndNamesEverySymbol)
 
 TEST_F(LibBaseTest, BrokenFileLogsDlopenErrorAndTriesNext)
 {
-    WriteFile("/odm/lib64/libVyrTwin.so", "not an ELF file");
+    Put("/odm/lib64/libVyrTwin.so", "not an ELF file");
     Install(kFull, "/vendor/lib64/libVyrTwin.so");
     TwinLib lib;
     EXPECT_TRUE(lib.Init());
-    const auto failed = Logcat("OpenLib /odm/lib64/libVyrTwin.so failed: ");
+    const auto failed = Messages("OpenLib /odm/lib64/libVyrTwin.so failed: ");
     ASSERT_EQ(failed.size(), 1u);
     EXPECT_EQ(failed[0].rfind("E vyr_tolvi: ", 0), 0u);
     EXPECT_EQ(Count("OpenLib /vendor/lib64/libVyrTwin.so successfully"), 1u);
@@ -134,7 +134,7 @@ TEST_F(LibBaseTest, BrokenFileLogsDlopenErrorAndTriesNext)
 TEST_F(LibBaseTest, DestructorClosesTheLibrary)
 {
     Install(kFull, "/vendor/lib64/libVyrTwin.so");
-    const std::string real = mDir.Path() + "/vendor/lib64/libVyrTwin.so";
+    const std::string real = Real("/vendor/lib64/libVyrTwin.so");
     {
         TwinLib lib;
         ASSERT_TRUE(lib.Init());
@@ -161,7 +161,7 @@ TEST_F(LibBaseTest, SensorWrapperResolvesInTableOrder)
 {
     LibVyrSensor sensor;
     EXPECT_FALSE(sensor.Init());
-    const auto lines = Logcat("can not load func ");
+    const auto lines = Messages("can not load func ");
     ASSERT_EQ(lines.size(), 16u);
     EXPECT_NE(lines.front().find("func VyrEnableSensor from"), std::string::npos);
     EXPECT_NE(lines[14].find("func VyrInit from"), std::string::npos);

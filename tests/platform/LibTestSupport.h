@@ -10,46 +10,32 @@
 #include <string>
 #include <vector>
 
-#include "support/TestFiles.h"
+#include "support/UnitSandbox.h"
 
 namespace vyr_lib_test {
 
-class LibSandbox : public ::testing::Test {
+class LibSandbox : public vyrtest::UnitSandbox {
 protected:
     void SetUp() override
     {
-        setenv("VYR_ROOT", mDir.Path().c_str(), 1);
-        setenv("VYR_LOGCAT", LogcatPath().c_str(), 1);
-        setenv("VYR_LOG_STDERR", "0", 1);
-        std::filesystem::create_directories(mDir.Path() + "/odm/lib64");
-        std::filesystem::create_directories(mDir.Path() + "/vendor/lib64");
+        UnitSandbox::SetUp();
+        MakeDirs("/odm/lib64");
+        MakeDirs("/vendor/lib64");
     }
-    void TearDown() override
-    {
-        unsetenv("VYR_LOGCAT");
-        unsetenv("VYR_LOG_STDERR");
-        unsetenv("VYR_ROOT");
-    }
-
-    std::string LogcatPath() const { return mDir.Path() + "/logcat"; }
 
     // Copies a built library to a device path such as "/odm/lib64/libX.so".
     void Install(const std::string &from, const std::string &devicePath) const
     {
-        std::filesystem::copy_file(from, mDir.Path() + devicePath,
+        std::filesystem::copy_file(from, Real(devicePath),
                                    std::filesystem::copy_options::overwrite_existing);
-    }
-    void WriteFile(const std::string &devicePath, const std::string &text) const
-    {
-        vyrtest::WriteText(mDir.Path() + devicePath, text);
     }
 
     // Messages of the logcat lines so far ("E vyr_tolvi: " and what follows),
     // those that contain `part`.
-    std::vector<std::string> Logcat(const std::string &part = "") const
+    std::vector<std::string> Messages(const std::string &part = "") const
     {
         std::vector<std::string> lines;
-        for (const auto &line : vyrtest::ReadLines(LogcatPath())) {
+        for (const auto &line : LogcatLines()) {
             // "MM-DD HH:MM:SS.mmm  PID  TID P TAG: message": from the letter on.
             const size_t tag = line.find(" vyr_tolvi: ");
             if (tag == std::string::npos || tag < 2) {
@@ -62,9 +48,7 @@ protected:
         }
         return lines;
     }
-    size_t Count(const std::string &part) const { return Logcat(part).size(); }
-
-    vyrtest::TempDir mDir;
+    size_t Count(const std::string &part) const { return Messages(part).size(); }
 };
 
 }  // namespace vyr_lib_test

@@ -127,9 +127,9 @@ TEST_F(HubTest, AStrayChannelDropsTheWholeFrame)
     Probe().ClearCounts();
 
     uint64_t now = static_cast<uint64_t>(FusionNowNs());
-    ASSERT_EQ(FusionInject(FusionFrame({{0, 0, 0, 1}, {1, 0, 0, 1}, {0, 0, 0, 1}, {6, 0, 0, 1}},
-                                       now)),
-              0);
+    ASSERT_EQ(
+        FusionInject(FusionFrame({{0, 0, 0, 1}, {1, 0, 0, 1}, {0, 0, 0, 1}, {6, 0, 0, 1}}, now)),
+        0);
     ASSERT_EQ(FusionSync(), 0);
     Drain();
     EXPECT_EQ(Probe().Count(SENSOR_TYPE_FUSION_ACC), 0);

@@ -15,8 +15,8 @@ std::string RunVyrd(const std::string &dir, const std::string &root, const std::
     std::string line = std::string(VYRD_PATH) + " --root " + root + " --quiet-log" + commands +
                        " > " + out + " 2> " + dir + "/vyrd.err";
     int status = std::system(line.c_str());
-    EXPECT_EQ(status, 0) << vyrtest::ReadFile(dir + "/vyrd.err");
-    return vyrtest::ReadFile(out);
+    EXPECT_EQ(status, 0) << vyrtest::ReadText(dir + "/vyrd.err");
+    return vyrtest::ReadText(out);
 }
 
 }  // namespace
@@ -37,6 +37,6 @@ TEST(ScenarioCommand, PlaysOnTheLoadedSensorServiceAndSamplesShowInTheLog)
     EXPECT_NE(out.find("the sensor service is not loaded yet"), std::string::npos) << out;
     EXPECT_NE(out.find("scenario walk: playing"), std::string::npos) << out;
     EXPECT_NE(out.find("scenario /data/none.csv: failed"), std::string::npos) << out;
-    std::string log = vyrtest::ReadFile(root + "/logcat.txt");
+    std::string log = vyrtest::ReadText(root + "/logcat.txt");
     EXPECT_NE(log.find("type=1 get one event"), std::string::npos);
 }

@@ -69,11 +69,11 @@ inline constexpr int32_t kGyroType = 4;
 // Asks for sensors like a real module and records every sample it sees.
 class ProbeModule : public ModuleBase {
 public:
-    static constexpr uint32_t kAcc100 = 1;    // accelerometer at 100 Hz
-    static constexpr uint32_t kAcc400 = 2;    // accelerometer at 400 Hz
-    static constexpr uint32_t kFusion = 3;    // fusion: acc 100 Hz, gyro 200 Hz, report 5 Hz
-    static constexpr uint32_t kGyro50 = 4;    // gyroscope at 50 Hz
-    static constexpr uint32_t kUnknown = 5;   // a sensor nobody has
+    static constexpr uint32_t kAcc100 = 1;   // accelerometer at 100 Hz
+    static constexpr uint32_t kAcc400 = 2;   // accelerometer at 400 Hz
+    static constexpr uint32_t kFusion = 3;   // fusion: acc 100 Hz, gyro 200 Hz, report 5 Hz
+    static constexpr uint32_t kGyro50 = 4;   // gyroscope at 50 Hz
+    static constexpr uint32_t kUnknown = 5;  // a sensor nobody has
 
     explicit ProbeModule(VyrHal &hal) : ModuleBase("Probe", hal)
     {
@@ -220,7 +220,7 @@ protected:
         return done();
     }
 
-    std::string Logcat() const { return vyrtest::ReadFile(mDir.Path() + "/logcat.txt"); }
+    std::string Logcat() const { return vyrtest::ReadText(mDir.Path() + "/logcat.txt"); }
     bool LogHas(const std::string &text) const { return Logcat().find(text) != std::string::npos; }
     bool WaitForLog(const std::string &text, int timeoutMs = 3000) const
     {
@@ -253,10 +253,7 @@ protected:
     {
         return mSensorLib.Get<int32_t (*)(const ASensorEvent *)>("VyrSimInjectEvent")(&event);
     }
-    int32_t SensorSync() const
-    {
-        return mSensorLib.Get<int32_t (*)(int32_t)>("VyrSimSync")(3000);
-    }
+    int32_t SensorSync() const { return mSensorLib.Get<int32_t (*)(int32_t)>("VyrSimSync")(3000); }
     void ServiceDie() const { mSensorLib.Get<void (*)()>("VyrSimServiceDie")(); }
     void ServiceRestart() const { mSensorLib.Get<void (*)()>("VyrSimServiceRestart")(); }
     int64_t SensorNowNs() const { return mSensorLib.Get<int64_t (*)()>("VyrSimNowNs")(); }
@@ -265,8 +262,8 @@ protected:
     bool FusionOpen() const { return mFusionLib.Get<bool (*)()>("FusionSimIsOpen")(); }
     bool FusionConfig(FusionSenseConfig &config, bool &enable) const
     {
-        return mFusionLib.Get<bool (*)(FusionSenseConfig *, bool *)>("FusionSimGetConfig")(
-            &config, &enable);
+        return mFusionLib.Get<bool (*)(FusionSenseConfig *, bool *)>("FusionSimGetConfig")(&config,
+                                                                                           &enable);
     }
     int32_t FusionCalls(const char *function) const
     {
@@ -280,7 +277,10 @@ protected:
     {
         mFusionLib.Get<void (*)(bool)>("FusionSimPauseFrames")(pause);
     }
-    int32_t FusionSync() const { return mFusionLib.Get<int32_t (*)(int32_t)>("FusionSimSync")(3000); }
+    int32_t FusionSync() const
+    {
+        return mFusionLib.Get<int32_t (*)(int32_t)>("FusionSimSync")(3000);
+    }
     int32_t FusionRestart() const { return mFusionLib.Get<int32_t (*)()>("FusionSimHubRestart")(); }
     int64_t FusionNowNs() const { return mFusionLib.Get<int64_t (*)()>("FusionSimNowNs")(); }
 

@@ -74,8 +74,9 @@ TEST_F(HubTest, UnchangedSettingIsSkippedAndAnOffSensorIsNotDisabledAgain)
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kAcc100, true));
     Drain();
     EXPECT_EQ(EnableCount(kAccType), 1);
-    EXPECT_TRUE(LogHas("pre sensor: KX-ACC Accelerometer Non-wakeup, en: 1, rate: 100, batch: 0 "
-                       "skip setting"));
+    EXPECT_TRUE(
+        LogHas("pre sensor: KX-ACC Accelerometer Non-wakeup, en: 1, rate: 100, batch: 0 "
+               "skip setting"));
 
     ASSERT_TRUE(Probe().Ask("z", ProbeModule::kGyro50, false));
     Drain();
@@ -89,8 +90,9 @@ TEST_F(HubTest, TheServiceIsConnectedOnTheFirstLookupAndTheWakeupFlagIsAPreferen
     ASSERT_TRUE(Hub().SetSensorEnable("w", kAccType, true, 50, 0, true));
     Drain();
     EXPECT_TRUE(Hub().IsConnected());
-    EXPECT_TRUE(LogHas("sensor[00] type:          1 sensor name: KX-ACC Accelerometer Non-wakeup "
-                       "wakeup: 0 reportMode: continue"));
+    EXPECT_TRUE(
+        LogHas("sensor[00] type:          1 sensor name: KX-ACC Accelerometer Non-wakeup "
+               "wakeup: 0 reportMode: continue"));
     EXPECT_EQ(PeriodUs(kAccType), 20000);
     for (const VyrSensor &sensor : Hub().GetSensors()) {
         if (sensor.type == kAccType) {
@@ -250,19 +252,18 @@ TEST_F(HubTest, BadEventsAndRequestsAreLoggedAndDropped)
 TEST_F(PlainHubTest, CallbacksRunInNameOrderAndAreReplacedByName)
 {
     std::vector<std::string> calls;  // touched on the hub thread only, read after Drain
-    EXPECT_TRUE(Hub().RegisterSensorCallback("b", [&](ASensorEvent, bool ok) {
-        calls.push_back(ok ? "b" : "b?");
-    }));
-    EXPECT_TRUE(Hub().RegisterSensorCallback("a", [&](ASensorEvent, bool) { calls.push_back("a"); }));
+    EXPECT_TRUE(Hub().RegisterSensorCallback(
+        "b", [&](ASensorEvent, bool ok) { calls.push_back(ok ? "b" : "b?"); }));
+    EXPECT_TRUE(
+        Hub().RegisterSensorCallback("a", [&](ASensorEvent, bool) { calls.push_back("a"); }));
     EXPECT_FALSE(Hub().RegisterSensorCallback("c", SensorCallback()));
     Hub().PushSensorEvent(OwnEvent(SENSOR_TYPE_TP, 1));
     Drain();
     EXPECT_EQ(calls, (std::vector<std::string>{"a", "b"}));
 
     calls.clear();
-    EXPECT_FALSE(Hub().RegisterSensorCallback("a", [&](ASensorEvent, bool) {
-        calls.push_back("A");
-    }));
+    EXPECT_FALSE(
+        Hub().RegisterSensorCallback("a", [&](ASensorEvent, bool) { calls.push_back("A"); }));
     EXPECT_TRUE(WaitForLog("callback name: a registered, replace func"));
     Hub().UnregisterSensorCallback("b");
     Hub().UnregisterSensorCallback("none");

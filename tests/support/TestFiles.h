@@ -56,7 +56,5 @@ inline void WriteText(const std::string &path, const std::string &text) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }
 
-inline std::string ReadFile(const std::string &path) { return ReadText(path); }
-inline void WriteFile(const std::string &path, const std::string &text) { WriteText(path, text); }
 
 }  // namespace vyrtest
