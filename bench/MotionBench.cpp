@@ -16,9 +16,9 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <string>
 #include <thread>
 #include <vector>
@@ -40,10 +40,11 @@ constexpr int kSamplesForFlip = 50;
 
 std::atomic<int64_t> gFaceDownAt{0};
 
-int64_t NowTicks() { return Clock::now().time_since_epoch().count(); }
+int64_t NowTicks() {
+    return Clock::now().time_since_epoch().count();
+}
 
-void OnResult(vyr_msg_t &msg)
-{
+void OnResult(vyr_msg_t &msg) {
     if (msg.type == kFlipType && msg.data.size() == 2 && msg.data[1] == kFaceDown) {
         gFaceDownAt.store(NowTicks());
     }
@@ -58,8 +59,7 @@ struct Phone {
 };
 
 // One library per process: started on first use and kept.
-Phone *StartPhone()
-{
+Phone *StartPhone() {
     static Phone *phone = [] {
         auto *p = new Phone();
         char templ[] = "/tmp/vyr-bench.XXXXXX";
@@ -111,8 +111,7 @@ Phone *StartPhone()
 
 // Samples 10 ms apart by their own clock (the listeners thin streams by
 // timestamp), the last one now.
-ASensorEvent FaceDownSample(const Phone &phone, int index)
-{
+ASensorEvent FaceDownSample(const Phone &phone, int index) {
     ASensorEvent event{};
     event.version = static_cast<int32_t>(sizeof(ASensorEvent));
     event.sensor = phone.handle;
@@ -122,8 +121,7 @@ ASensorEvent FaceDownSample(const Phone &phone, int index)
     return event;
 }
 
-void BM_FlipEndToEndLatency(benchmark::State &state)
-{
+void BM_FlipEndToEndLatency(benchmark::State &state) {
     Phone *phone = StartPhone();
     if (phone->ops == nullptr || phone->inject == nullptr || phone->now == nullptr ||
         phone->sync == nullptr) {

@@ -45,8 +45,7 @@ constexpr int kBatch = 10000;
 // Marks the benchmark's own events among the stand-in's.
 constexpr int32_t kMark = 0x5a5a;
 
-uint64_t NowNs()
-{
+uint64_t NowNs() {
     return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
                                      std::chrono::steady_clock::now().time_since_epoch())
                                      .count());
@@ -59,8 +58,7 @@ struct Consumer {
     std::vector<uint64_t> latencies;  // ns, filled while recording
     bool recording = false;
 
-    void OnEvent(const ASensorEvent &event)
-    {
+    void OnEvent(const ASensorEvent &event) {
         std::lock_guard<std::mutex> lock(mutex);
         ++count;
         if (recording && event.reserved0 == kMark && latencies.size() < latencies.capacity()) {
@@ -69,8 +67,7 @@ struct Consumer {
     }
 };
 
-Consumer &TheConsumer()
-{
+Consumer &TheConsumer() {
     static auto *consumer = new Consumer();
     return *consumer;
 }
@@ -78,8 +75,7 @@ Consumer &TheConsumer()
 // One started HAL for all runs, with the stand-in sensor service; the
 // accelerometer is on at 400 Hz so that the hub keeps its events (the
 // stand-in's own 400 events a second are noise beside the benchmark's).
-VyrHal &BenchHal()
-{
+VyrHal &BenchHal() {
     static VyrHal *hal = [] {
         char pattern[] = "/tmp/vyr_bench_hub_XXXXXX";
         const char *root = mkdtemp(pattern);
@@ -101,8 +97,7 @@ VyrHal &BenchHal()
     return *hal;
 }
 
-ASensorEvent AccEvent(int64_t timestamp)
-{
+ASensorEvent AccEvent(int64_t timestamp) {
     ASensorEvent event{};
     event.version = VYR_SENSOR_EVENT_VERSION;
     event.sensor = kAccHandle;
@@ -116,8 +111,7 @@ ASensorEvent AccEvent(int64_t timestamp)
 class BareQueue {
 public:
     BareQueue() : mThread([this] { Run(); }) {}
-    ~BareQueue()
-    {
+    ~BareQueue() {
         {
             std::lock_guard<std::mutex> lock(mMutex);
             mRunning = false;
@@ -126,8 +120,7 @@ public:
         mThread.join();
     }
 
-    void Push(const ASensorEvent &event)
-    {
+    void Push(const ASensorEvent &event) {
         {
             std::lock_guard<std::mutex> lock(mMutex);
             mQueue.push_back(event);
@@ -135,15 +128,13 @@ public:
         mCond.notify_one();
     }
 
-    uint64_t Handled()
-    {
+    uint64_t Handled() {
         std::lock_guard<std::mutex> lock(mMutex);
         return mHandled;
     }
 
 private:
-    void Run()
-    {
+    void Run() {
         std::deque<ASensorEvent> work;
         std::unique_lock<std::mutex> lock(mMutex);
         while (mRunning) {
@@ -171,8 +162,7 @@ private:
     std::thread mThread;
 };
 
-void BM_FloorMutexQueue(benchmark::State &state)
-{
+void BM_FloorMutexQueue(benchmark::State &state) {
     BareQueue queue;
     int64_t t = 0;
     uint64_t target = 0;
@@ -193,8 +183,7 @@ void BM_FloorMutexQueue(benchmark::State &state)
 BENCHMARK(BM_FloorMutexQueue)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 // Post to module callback through the hub's queue, thread and frame.
-void BM_SensorRoadThroughput(benchmark::State &state)
-{
+void BM_SensorRoadThroughput(benchmark::State &state) {
     SensorHub &hub = BenchHal().GetSensorHub();
     int64_t t = 1000000000000LL;
     for (auto _ : state) {
@@ -214,8 +203,7 @@ void BM_SensorRoadThroughput(benchmark::State &state)
 BENCHMARK(BM_SensorRoadThroughput)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 // The same road for fusion-like bulk posts: one lock for a whole frame.
-void BM_SensorRoadBulkThroughput(benchmark::State &state)
-{
+void BM_SensorRoadBulkThroughput(benchmark::State &state) {
     SensorHub &hub = BenchHal().GetSensorHub();
     std::vector<ASensorEvent> frame(100);
     int64_t t = 2000000000000LL;
@@ -239,8 +227,7 @@ void BM_SensorRoadBulkThroughput(benchmark::State &state)
 BENCHMARK(BM_SensorRoadBulkThroughput)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 // Throughput of the road against the floor, one run each, same clock.
-void BM_SensorRoadVsFloor(benchmark::State &state)
-{
+void BM_SensorRoadVsFloor(benchmark::State &state) {
     SensorHub &hub = BenchHal().GetSensorHub();
     constexpr int kEvents = 200000;
     double road = 0.0;
@@ -281,8 +268,7 @@ BENCHMARK(BM_SensorRoadVsFloor)->UseRealTime()->Iterations(5)->Unit(benchmark::k
 // Posts at a steady 10 000 events a second for two seconds per iteration and
 // reports the post-to-callback latency, median and p99.
 template <typename Push, typename Drain>
-void MeasureLatency(benchmark::State &state, Push push, Drain drain)
-{
+void MeasureLatency(benchmark::State &state, Push push, Drain drain) {
     Consumer &consumer = TheConsumer();
     constexpr int kEvents = 20000;
     constexpr long kPeriodNs = 100000;
@@ -334,8 +320,7 @@ void MeasureLatency(benchmark::State &state, Push push, Drain drain)
     state.counters["samples"] = static_cast<double>(all.size());
 }
 
-void BM_SensorRoadLatency(benchmark::State &state)
-{
+void BM_SensorRoadLatency(benchmark::State &state) {
     SensorHub &hub = BenchHal().GetSensorHub();
     MeasureLatency(
         state, [&](const ASensorEvent &event) { hub.PushSensorEvent(event); },
@@ -344,8 +329,7 @@ void BM_SensorRoadLatency(benchmark::State &state)
 BENCHMARK(BM_SensorRoadLatency)->UseRealTime()->Iterations(2)->Unit(benchmark::kMillisecond);
 
 // The same handoff through the bare queue, for comparison.
-void BM_FloorLatency(benchmark::State &state)
-{
+void BM_FloorLatency(benchmark::State &state) {
     BenchHal();  // same scheduling class as the road
     BareQueue queue;
     uint64_t pushed = 0;

@@ -28,8 +28,7 @@ constexpr const char *kPlainProduct = R"(<?xml version="1.0" encoding="utf-8"?>
 )";
 
 // One started HAL for all runs, in its own sandbox; quiet logcat.
-VyrHal &BenchHal()
-{
+VyrHal &BenchHal() {
     static VyrHal *hal = [] {
         char pattern[] = "/tmp/vyr_bench_wd_XXXXXX";
         const char *root = mkdtemp(pattern);
@@ -47,8 +46,7 @@ VyrHal &BenchHal()
     return *hal;
 }
 
-void BM_WatchNodePair(benchmark::State &state)
-{
+void BM_WatchNodePair(benchmark::State &state) {
     WatchDog &dog = BenchHal().GetWatchdog();
     const std::string name = "SensorBatch1021";
     for (auto _ : state) {
@@ -59,8 +57,7 @@ void BM_WatchNodePair(benchmark::State &state)
 BENCHMARK(BM_WatchNodePair);
 
 // The guard as modules write it, name built from a literal each time.
-void BM_ScopedWatchNode(benchmark::State &state)
-{
+void BM_ScopedWatchNode(benchmark::State &state) {
     WatchDog &dog = BenchHal().GetWatchdog();
     for (auto _ : state) {
         ScopedWatchNode guard(dog, "VyrRunCommand950", 20000);
@@ -70,8 +67,7 @@ void BM_ScopedWatchNode(benchmark::State &state)
 BENCHMARK(BM_ScopedWatchNode);
 
 // Four threads on the one mutex.
-void BM_WatchNodePairContended(benchmark::State &state)
-{
+void BM_WatchNodePairContended(benchmark::State &state) {
     WatchDog &dog = BenchHal().GetWatchdog();
     const std::string name = "Batch" + std::to_string(state.thread_index());
     for (auto _ : state) {

@@ -20,8 +20,7 @@ vyr_hal_ops_t *gOps = nullptr;
 
 void Drop(vyr_msg_t &) {}
 
-bool IsReboot(const std::string &name)
-{
+bool IsReboot(const std::string &name) {
     // The lookup trims non-letters at both ends and ignores case.
     size_t begin = 0;
     size_t end = name.size();
@@ -37,8 +36,7 @@ bool IsReboot(const std::string &name)
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
-{
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     char templ[] = "/tmp/vyr-fuzz.XXXXXX";
     const char *root = mkdtemp(templ);
     if (root == nullptr) {
@@ -58,8 +56,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
-{
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const uint8_t *split = static_cast<const uint8_t *>(memchr(data, 0, size));
     size_t nameLen = split == nullptr ? size : static_cast<size_t>(split - data);
     std::string name(reinterpret_cast<const char *>(data), nameLen);

@@ -23,8 +23,7 @@ std::string gRoot;
 std::string gProductPath;
 VyrHal *gHal = nullptr;
 
-bool IsXmlSpace(char c)
-{
+bool IsXmlSpace(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
 }
 
@@ -33,8 +32,7 @@ bool IsXmlSpace(char c)
 // directly by ">" and then, after optional white space, by a character other
 // than '<' (the white space alone is dropped by the parser, and '<' opens a
 // child, a comment or CDATA instead of text).
-bool MayHoldEmptyItem(std::string_view text)
-{
+bool MayHoldEmptyItem(std::string_view text) {
     constexpr std::string_view kOpen = "<item";
     for (size_t pos = text.find(kOpen); pos != std::string_view::npos;
          pos = text.find(kOpen, pos + 1)) {
@@ -55,8 +53,7 @@ bool MayHoldEmptyItem(std::string_view text)
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
-{
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     char pattern[] = "/tmp/vyr_fuzz_XXXXXX";
     const char *root = mkdtemp(pattern);
     if (root == nullptr) {
@@ -79,8 +76,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
     return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
-{
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::string_view text(reinterpret_cast<const char *>(data), size);
     if (MayHoldEmptyItem(text)) {
         return -1;

@@ -13,20 +13,24 @@ constexpr int kWristFlip = 14;
 constexpr int kRotationGesture = 23;
 constexpr int kBackTap = 25;
 
-std::string Posture(int posture)
-{
+std::string Posture(int posture) {
     switch (posture) {
-        case 1: return "folded";
-        case 2: return "half folded";
-        case 3: return "open";
-        case 256: return "standing on its edge";
-        case 4096: return "error";
-        default: return "unknown (" + std::to_string(posture) + ")";
+        case 1:
+            return "folded";
+        case 2:
+            return "half folded";
+        case 3:
+            return "open";
+        case 256:
+            return "standing on its edge";
+        case 4096:
+            return "error";
+        default:
+            return "unknown (" + std::to_string(posture) + ")";
     }
 }
 
-std::string Motion(int type, int value)
-{
+std::string Motion(int type, int value) {
     switch (type) {
         case kFlip:
             return std::string("flip: ") + (value == 4   ? "face down"
@@ -39,25 +43,26 @@ std::string Motion(int type, int value)
         case kRotation: {
             static const char *const kNames[] = {"portrait", "landscape", "portrait upside down",
                                                  "landscape, other side"};
-            return std::string("rotation: ") +
-                   (value >= 0 && value <= 3 ? kNames[value] : "none");
+            return std::string("rotation: ") + (value >= 0 && value <= 3 ? kNames[value] : "none");
         }
-        case kWristFlip: return "wrist flip: " + std::to_string(value);
+        case kWristFlip:
+            return "wrist flip: " + std::to_string(value);
         case kRotationGesture:
-            return std::string("rotation gesture: ") +
-                   (value == 1 ? "done" : value == 2 ? "turning" : std::to_string(value));
+            return std::string("rotation gesture: ") + (value == 1   ? "done"
+                                                        : value == 2 ? "turning"
+                                                                     : std::to_string(value));
         case kBackTap:
             return std::string("back tap: ") + (value == 2   ? "double tap"
                                                 : value == 3 ? "triple tap"
                                                              : std::to_string(value));
-        default: return std::string();
+        default:
+            return std::string();
     }
 }
 
 }  // namespace
 
-std::string Describe(const vyr_msg_t &msg)
-{
+std::string Describe(const vyr_msg_t &msg) {
     if (msg.type == kPostureType && msg.data.size() >= 2) {
         return "posture: " + Posture(msg.data[0]) + ", hinge " + std::to_string(msg.data[1]) +
                " degrees";

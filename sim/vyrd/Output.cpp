@@ -1,8 +1,8 @@
 #include "vyrd/Output.h"
 
-#include "vyrd/Describe.h"
-
 #include <cstdio>
+
+#include "vyrd/Describe.h"
 
 namespace vyrd {
 

@@ -14,8 +14,7 @@ std::unique_ptr<VyrHal> gHal;
 
 // Nothing thrown below a table entry crosses it.
 template <typename F>
-int32_t Guarded(const char *entry, F &&body)
-{
+int32_t Guarded(const char *entry, F &&body) {
     try {
         return body();
     } catch (const std::exception &e) {
@@ -26,8 +25,7 @@ int32_t Guarded(const char *entry, F &&body)
     return 0;
 }
 
-int32_t VyrInitEntry(vyr_notify_t notify, vyr_sys_device_t *sys)
-{
+int32_t VyrInitEntry(vyr_notify_t notify, vyr_sys_device_t *sys) {
     try {
         if (gHal == nullptr) {
             gHal.reset(new (std::nothrow) VyrHal(sys));
@@ -50,18 +48,15 @@ int32_t VyrInitEntry(vyr_notify_t notify, vyr_sys_device_t *sys)
 }
 
 int32_t VyrRunCommandEntry(const std::string &client, const std::string &cmd,
-                           const std::vector<uint8_t> &in, std::vector<uint8_t> &out)
-{
+                           const std::vector<uint8_t> &in, std::vector<uint8_t> &out) {
     return Guarded("vyr_run_command", [&] { return gHal->VyrRunCommand(client, cmd, in, out); });
 }
 
-int32_t VyrGetDataEntry(const std::string &cmd, int32_t size, std::vector<uint8_t> &out)
-{
+int32_t VyrGetDataEntry(const std::string &cmd, int32_t size, std::vector<uint8_t> &out) {
     return Guarded("vyr_get_data", [&] { return gHal->VyrGetData(cmd, size, out); });
 }
 
-int32_t VyrFmqDataEntry(uint8_t *data, int32_t size)
-{
+int32_t VyrFmqDataEntry(uint8_t *data, int32_t size) {
     return Guarded("vyr_fmq_data", [&] { return gHal->VyrFmqData(data, size); });
 }
 
@@ -69,8 +64,7 @@ vyr_hal_ops_t gOps;
 
 }  // namespace
 
-extern "C" __attribute__((visibility("default"))) void *get_vyr_hal_stub(void)
-{
+extern "C" __attribute__((visibility("default"))) void *get_vyr_hal_stub(void) {
     __android_log_print(ANDROID_LOG_INFO, VYR_LOG_TAG, "%s enter", "get_vyr_hal_stub");
     gOps.vyr_init = VyrInitEntry;
     gOps.vyr_run_command = VyrRunCommandEntry;
@@ -79,7 +73,6 @@ extern "C" __attribute__((visibility("default"))) void *get_vyr_hal_stub(void)
     return &gOps;
 }
 
-extern "C" __attribute__((visibility("default"))) const char *get_vyr_hal_version(void)
-{
+extern "C" __attribute__((visibility("default"))) const char *get_vyr_hal_version(void) {
     return "0.0.3";
 }

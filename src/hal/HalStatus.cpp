@@ -2,24 +2,25 @@
 
 #include "platform/PropertyTable.h"
 
-HalStatus::HalStatus()
-{
+HalStatus::HalStatus() {
     PropertyTable props;
     props.GetHalStatus(mWord);
 }
 
-bool HalStatus::Get(uint32_t mask)
-{
+bool HalStatus::Get(uint32_t mask) {
     std::lock_guard<std::mutex> lock(mMutex);
     return (mWord & mask) != 0;
 }
 
-void HalStatus::Set(uint32_t mask) { Update(mask, true); }
+void HalStatus::Set(uint32_t mask) {
+    Update(mask, true);
+}
 
-void HalStatus::Clear(uint32_t mask) { Update(mask, false); }
+void HalStatus::Clear(uint32_t mask) {
+    Update(mask, false);
+}
 
-void HalStatus::Update(uint32_t mask, bool on)
-{
+void HalStatus::Update(uint32_t mask, bool on) {
     std::lock_guard<std::mutex> lock(mMutex);
     if (on) {
         mWord |= mask;
@@ -29,16 +30,16 @@ void HalStatus::Update(uint32_t mask, bool on)
     Save();
 }
 
-uint32_t HalStatus::Word()
-{
+uint32_t HalStatus::Word() {
     std::lock_guard<std::mutex> lock(mMutex);
     return mWord;
 }
 
-void HalStatus::Touch() { std::lock_guard<std::mutex> lock(mMutex); }
+void HalStatus::Touch() {
+    std::lock_guard<std::mutex> lock(mMutex);
+}
 
-void HalStatus::Save()
-{
+void HalStatus::Save() {
     PropertyTable props;
     props.SetHalStatus(mWord);
 }

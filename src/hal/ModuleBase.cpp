@@ -8,36 +8,37 @@
 #include "sensor/SensorHub.h"
 
 ModuleBase::ModuleBase(const std::string name, VyrHal &hal)
-    : mHal(hal), mLog(hal), mFrame(hal.GetCurFrame()), mVersion(HalVersion::Default()), mName(name)
-{
+    : mHal(hal),
+      mLog(hal),
+      mFrame(hal.GetCurFrame()),
+      mVersion(HalVersion::Default()),
+      mName(name) {
     LOGI("name = %s", name.c_str());
     mVersion.SetName(name);
 }
 
-ModuleBase::~ModuleBase() { LOGI("enter"); }
+ModuleBase::~ModuleBase() {
+    LOGI("enter");
+}
 
-bool ModuleBase::PreInit()
-{
+bool ModuleBase::PreInit() {
     LOGI("+");
     return true;
 }
 
-bool ModuleBase::Init()
-{
+bool ModuleBase::Init() {
     LOGI("+");
     return InitVyrd();
 }
 
-bool ModuleBase::LastInit()
-{
+bool ModuleBase::LastInit() {
     LOGI("+");
     return true;
 }
 
 void ModuleBase::Uninit() {}
 
-void ModuleBase::LastUninit()
-{
+void ModuleBase::LastUninit() {
     LOGI("+");
     mTypeSensors.clear();
     mConnections.clear();
@@ -45,20 +46,24 @@ void ModuleBase::LastUninit()
 
 void ModuleBase::PreSos() {}
 
-bool ModuleBase::InitVyrd()
-{
+bool ModuleBase::InitVyrd() {
     LOGI("+");
     return true;
 }
 
-std::string ModuleBase::GetName() { return mName; }
+std::string ModuleBase::GetName() {
+    return mName;
+}
 
-std::string ModuleBase::GetVersion() { return mVersion.GetVersionText(); }
+std::string ModuleBase::GetVersion() {
+    return mVersion.GetVersionText();
+}
 
-HalVersion &ModuleBase::GetVersionInfo() { return mVersion; }
+HalVersion &ModuleBase::GetVersionInfo() {
+    return mVersion;
+}
 
-void ModuleBase::SyncFrame()
-{
+void ModuleBase::SyncFrame() {
     if (!mHal.IsLogEnable() || !mFrame.IsAvailable()) {
         return;
     }
@@ -75,8 +80,7 @@ void ModuleBase::SyncFrame()
 }
 
 void ModuleBase::SetConnection(const std::string client, int type, bool enable, int32_t rate,
-                               int64_t batch)
-{
+                               int64_t batch) {
     auto &clients = mConnections[static_cast<uint32_t>(type)];
     clients.erase(client);
     if (enable) {
@@ -87,24 +91,23 @@ void ModuleBase::SetConnection(const std::string client, int type, bool enable, 
     }
 }
 
-bool ModuleBase::IsClientConnected(const std::string client, uint32_t type)
-{
+bool ModuleBase::IsClientConnected(const std::string client, uint32_t type) {
     const auto &clients = mConnections[type];
     return clients.find(client) != clients.end();
 }
 
-bool ModuleBase::IsEmulating() { return mHal.GetSensorHub().IsEmulating(); }
+bool ModuleBase::IsEmulating() {
+    return mHal.GetSensorHub().IsEmulating();
+}
 
-bool ModuleBase::IsTypeEnabled(uint32_t type)
-{
+bool ModuleBase::IsTypeEnabled(uint32_t type) {
     if (IsEmulating()) {
         return true;
     }
     return !mConnections[type].empty();
 }
 
-bool ModuleBase::IsAnyTypeEnabled()
-{
+bool ModuleBase::IsAnyTypeEnabled() {
     for (const auto &entry : mTypeSensors) {
         if (IsTypeEnabled(static_cast<uint32_t>(entry.first))) {
             return true;
@@ -113,8 +116,7 @@ bool ModuleBase::IsAnyTypeEnabled()
     return false;
 }
 
-bool ModuleBase::IsSensorUsed(int32_t sensor)
-{
+bool ModuleBase::IsSensorUsed(int32_t sensor) {
     if (IsEmulating()) {
         return true;
     }
@@ -130,8 +132,7 @@ bool ModuleBase::IsSensorUsed(int32_t sensor)
     return false;
 }
 
-void ModuleBase::FindBestParameter(int type, int32_t &rate, int64_t &batch)
-{
+void ModuleBase::FindBestParameter(int type, int32_t &rate, int64_t &batch) {
     for (const auto &entry : mConnections[static_cast<uint32_t>(type)]) {
         LOGD("caller: %s, %4d %lld", entry.first.c_str(), entry.second.rate,
              static_cast<long long>(entry.second.batch));
@@ -142,8 +143,7 @@ void ModuleBase::FindBestParameter(int type, int32_t &rate, int64_t &batch)
     }
 }
 
-void ModuleBase::UpdateSensorRates()
-{
+void ModuleBase::UpdateSensorRates() {
     mSensorRates.clear();
     for (const auto &entry : mConnections) {
         if (entry.second.empty()) {
@@ -160,8 +160,7 @@ void ModuleBase::UpdateSensorRates()
     }
 }
 
-bool ModuleBase::SensorEnable(const std::string client, uint32_t type, bool enable)
-{
+bool ModuleBase::SensorEnable(const std::string client, uint32_t type, bool enable) {
     if (!mHal.GetHalStatus().Get(HAL_STATUS_WORKING)) {
         LOGW("%s type %d en: %d SensorEnable skip setting", client.c_str(), type, enable);
         return false;
@@ -179,8 +178,7 @@ bool ModuleBase::SensorEnable(const std::string client, uint32_t type, bool enab
     return true;
 }
 
-void ModuleBase::NotifyClients(vyr_msg_t &msg)
-{
+void ModuleBase::NotifyClients(vyr_msg_t &msg) {
     const auto &clients = mConnections[static_cast<uint32_t>(msg.type)];
     if (clients.empty()) {
         LOGW("type %d not found any clients callback", msg.type);
@@ -193,8 +191,7 @@ void ModuleBase::NotifyClients(vyr_msg_t &msg)
     }
 }
 
-void ModuleBase::DisableClient(const std::string client)
-{
+void ModuleBase::DisableClient(const std::string client) {
     std::lock_guard<std::mutex> lock(mLock);
     for (auto &entry : mConnections) {
         if (entry.second.erase(client) > 0) {
@@ -204,8 +201,7 @@ void ModuleBase::DisableClient(const std::string client)
     }
 }
 
-void ModuleBase::EnableConnectSensor(bool enable)
-{
+void ModuleBase::EnableConnectSensor(bool enable) {
     // Copy first: SensorEnable may be overridden to touch the tables.
     auto connections = mConnections;
     for (const auto &entry : connections) {
@@ -217,7 +213,6 @@ void ModuleBase::EnableConnectSensor(bool enable)
     }
 }
 
-bool ModuleBase::AddCmd(const std::string &name, VyrCmdFunc func)
-{
+bool ModuleBase::AddCmd(const std::string &name, VyrCmdFunc func) {
     return mHal.GetServerCmds().AddCmd(name, std::move(func));
 }

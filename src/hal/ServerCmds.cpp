@@ -7,12 +7,13 @@
 
 #include "log/LogSink.h"
 
-void SetReply(std::vector<uint8_t> &out, const std::string &text) { out.assign(text.begin(), text.end()); }
+void SetReply(std::vector<uint8_t> &out, const std::string &text) {
+    out.assign(text.begin(), text.end());
+}
 
 ServerCmds::ServerCmds(LogSink &log) : mLog(log) {}
 
-bool ServerCmds::Init()
-{
+bool ServerCmds::Init() {
     LOGI("ServerCmds Init.");
     {
         std::lock_guard<std::mutex> lock(mMutex);
@@ -34,8 +35,7 @@ bool ServerCmds::Init()
     return PushCmd(std::move(help));
 }
 
-bool ServerCmds::PushCmd(std::unique_ptr<Cmd> cmd)
-{
+bool ServerCmds::PushCmd(std::unique_ptr<Cmd> cmd) {
     if (cmd == nullptr) {
         return false;
     }
@@ -50,8 +50,7 @@ bool ServerCmds::PushCmd(std::unique_ptr<Cmd> cmd)
     return true;
 }
 
-bool ServerCmds::AddCmd(const std::string &name, VyrCmdFunc func)
-{
+bool ServerCmds::AddCmd(const std::string &name, VyrCmdFunc func) {
     std::unique_ptr<Cmd> cmd(new (std::nothrow) Cmd);
     if (cmd == nullptr) {
         return false;
@@ -61,8 +60,7 @@ bool ServerCmds::AddCmd(const std::string &name, VyrCmdFunc func)
     return PushCmd(std::move(cmd));
 }
 
-void ServerCmds::PopCmd(const std::string name)
-{
+void ServerCmds::PopCmd(const std::string name) {
     std::lock_guard<std::mutex> lock(mMutex);
     auto it = std::find_if(mCmds.begin(), mCmds.end(),
                            [&name](const std::unique_ptr<Cmd> &row) { return row->name == name; });
@@ -71,10 +69,11 @@ void ServerCmds::PopCmd(const std::string name)
     }
 }
 
-void ServerCmds::ClearCmds() { mCmds.clear(); }
+void ServerCmds::ClearCmds() {
+    mCmds.clear();
+}
 
-std::string ServerCmds::ToStr() const
-{
+std::string ServerCmds::ToStr() const {
     LOGD("ServerCmds ToStr.");
     std::vector<std::string> names;
     {
@@ -91,8 +90,7 @@ std::string ServerCmds::ToStr() const
     return text;
 }
 
-VyrCmdFunc ServerCmds::GetCmd(std::string cmd, std::string param)
-{
+VyrCmdFunc ServerCmds::GetCmd(std::string cmd, std::string param) {
     std::lock_guard<std::mutex> lock(mMutex);
     LOGD("cmd %s size %d", cmd.c_str(), static_cast<int>(cmd.length()));
     auto notAlpha = [](char c) { return isalpha(static_cast<unsigned char>(c)) == 0; };
@@ -111,8 +109,7 @@ VyrCmdFunc ServerCmds::GetCmd(std::string cmd, std::string param)
 }
 
 void ServerCmds::HandleCmd(const std::string client, const std::string cmd,
-                           const std::vector<uint8_t> in, std::vector<uint8_t> &out)
-{
+                           const std::vector<uint8_t> in, std::vector<uint8_t> &out) {
     LOGD("HandleCmd %s from hw binder.", cmd.c_str());
     std::string param(in.begin(), in.end());
     VyrCmdFunc func = GetCmd(cmd, param);
@@ -121,8 +118,7 @@ void ServerCmds::HandleCmd(const std::string client, const std::string cmd,
     }
 }
 
-void ServerCmds::HandleData(const std::string cmd, int32_t size, std::vector<uint8_t> &out)
-{
+void ServerCmds::HandleData(const std::string cmd, int32_t size, std::vector<uint8_t> &out) {
     std::string param = std::to_string(size);
     LOGD("HandleDate %s from hw binder.", cmd.c_str());
     VyrCmdFunc func = GetCmd(cmd, param);

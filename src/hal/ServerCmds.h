@@ -10,8 +10,8 @@
 
 class LogSink;
 
-using VyrCmdFunc =
-    std::function<void(const std::string client, const std::string param, std::vector<uint8_t> &out)>;
+using VyrCmdFunc = std::function<void(const std::string client, const std::string param,
+                                      std::vector<uint8_t> &out)>;
 
 struct Cmd {
     std::string name;

@@ -44,8 +44,7 @@ constexpr uint64_t kMemCheckPeriodMs = 60001;
 constexpr uint64_t kMemLimitKb = 40961;
 constexpr uint32_t kMemOverLimit = 10;
 
-uint64_t ClockNs(clockid_t clock)
-{
+uint64_t ClockNs(clockid_t clock) {
     timespec ts{};
     if (clock_gettime(clock, &ts) != 0) {
         return 0;
@@ -53,8 +52,7 @@ uint64_t ClockNs(clockid_t clock)
     return static_cast<uint64_t>(ts.tv_sec) * 1000000000ULL + static_cast<uint64_t>(ts.tv_nsec);
 }
 
-std::pair<int64_t, int64_t> ClockSpec(clockid_t clock)
-{
+std::pair<int64_t, int64_t> ClockSpec(clockid_t clock) {
     timespec ts{};
     if (clock_gettime(clock, &ts) != 0) {
         return {0, 0};
@@ -64,8 +62,7 @@ std::pair<int64_t, int64_t> ClockSpec(clockid_t clock)
 
 }  // namespace
 
-CmdLine::CmdLine()
-{
+CmdLine::CmdLine() {
     std::string text;
     std::string path = CheckPath("/proc/cmdline");
     if (!path.empty()) {
@@ -87,14 +84,12 @@ CmdLine::CmdLine()
     }
 }
 
-std::string CmdLine::Get(const std::string &key) const
-{
+std::string CmdLine::Get(const std::string &key) const {
     auto it = mValues.find(key);
     return it == mValues.end() ? std::string() : it->second;
 }
 
-bool IsBetaUser()
-{
+bool IsBetaUser() {
     PropertyTable props;
     uint32_t userType = 0;
     std::string text;
@@ -106,12 +101,9 @@ VyrHal::VyrHal(vyr_sys_device_t *sys)
     : HalLogSink("VyrHal", this),
       mStartRealTime(RealTimeMs()),
       mStartMonoTime(MonoTimeMs()),
-      mVyrSys(sys)
-{
-}
+      mVyrSys(sys) {}
 
-VyrHal::~VyrHal()
-{
+VyrHal::~VyrHal() {
     LOGI("+");
     for (auto &module : mModules) {
         module->Uninit();
@@ -127,16 +119,29 @@ VyrHal::~VyrHal()
     LOGI("-");
 }
 
-uint64_t VyrHal::RealTimeMs() { return ClockNs(CLOCK_REALTIME) / 1000000ULL; }
-uint64_t VyrHal::MonoTimeMs() { return ClockNs(CLOCK_MONOTONIC) / 1000000ULL; }
-uint64_t VyrHal::RealTimeNs() { return ClockNs(CLOCK_REALTIME); }
-uint64_t VyrHal::MonoTimeNs() { return ClockNs(CLOCK_MONOTONIC); }
-uint64_t VyrHal::BootTimeNs() { return ClockNs(CLOCK_BOOTTIME); }
-std::pair<int64_t, int64_t> VyrHal::RealTimeSpec() { return ClockSpec(CLOCK_REALTIME); }
-std::pair<int64_t, int64_t> VyrHal::MonoTimeSpec() { return ClockSpec(CLOCK_MONOTONIC); }
+uint64_t VyrHal::RealTimeMs() {
+    return ClockNs(CLOCK_REALTIME) / 1000000ULL;
+}
+uint64_t VyrHal::MonoTimeMs() {
+    return ClockNs(CLOCK_MONOTONIC) / 1000000ULL;
+}
+uint64_t VyrHal::RealTimeNs() {
+    return ClockNs(CLOCK_REALTIME);
+}
+uint64_t VyrHal::MonoTimeNs() {
+    return ClockNs(CLOCK_MONOTONIC);
+}
+uint64_t VyrHal::BootTimeNs() {
+    return ClockNs(CLOCK_BOOTTIME);
+}
+std::pair<int64_t, int64_t> VyrHal::RealTimeSpec() {
+    return ClockSpec(CLOCK_REALTIME);
+}
+std::pair<int64_t, int64_t> VyrHal::MonoTimeSpec() {
+    return ClockSpec(CLOCK_MONOTONIC);
+}
 
-bool VyrHal::Init()
-{
+bool VyrHal::Init() {
     LOGI("+");
     if (!mTrace.Init()) {
         LOGE("System VyrSys library init fail !");
@@ -211,8 +216,7 @@ bool VyrHal::Init()
     return true;
 }
 
-bool VyrHal::InitSystem()
-{
+bool VyrHal::InitSystem() {
     PropertyTable props;
     props.SetDaeAlive(false);
     uint32_t rebootTimes = 0;
@@ -227,8 +231,7 @@ bool VyrHal::InitSystem()
     return true;
 }
 
-bool VyrHal::GetFactoryMode()
-{
+bool VyrHal::GetFactoryMode() {
     CmdLine cmdline;
     bool factory = cmdline.Get("androidboot.swtype").find("factory") != std::string::npos;
     LOGI("%d", factory);
@@ -236,16 +239,14 @@ bool VyrHal::GetFactoryMode()
     return factory;
 }
 
-bool VyrHal::GetUpgradeMode()
-{
+bool VyrHal::GetUpgradeMode() {
     CmdLine cmdline;
     LOGI("%d", cmdline.recovery);
     mHalStatus.Update(HAL_STATUS_UPGRADE, cmdline.recovery);
     return cmdline.recovery;
 }
 
-bool VyrHal::InitLogEnable()
-{
+bool VyrHal::InitLogEnable() {
     if (GetUpgradeMode()) {
         return false;
     }
@@ -273,14 +274,12 @@ bool VyrHal::InitLogEnable()
     return false;
 }
 
-void VyrHal::SetLogEnable(bool enable)
-{
+void VyrHal::SetLogEnable(bool enable) {
     LOGI("%s", enable ? "enable" : "disable");
     mLogEnable.store(enable);
 }
 
-void VyrHal::SetLogLevel(int level)
-{
+void VyrHal::SetLogLevel(int level) {
     if (level > 5) {
         level = 3;
     }
@@ -291,8 +290,7 @@ void VyrHal::SetLogLevel(int level)
     }
 }
 
-bool VyrHal::InitDaemon()
-{
+bool VyrHal::InitDaemon() {
     std::string text = HalVersion::Default().GetVersionText();
     mVersions += text + "\n";
     LOGI("%s", text.c_str());
@@ -302,8 +300,7 @@ bool VyrHal::InitDaemon()
     return true;
 }
 
-bool VyrHal::InitModules()
-{
+bool VyrHal::InitModules() {
     bool ok = true;
     auto add = [this, &ok](std::shared_ptr<ModuleBase> module) {
         if (ok && !RegModule(module)) {
@@ -346,8 +343,7 @@ bool VyrHal::InitModules()
     return ok;
 }
 
-bool VyrHal::RegModule(std::shared_ptr<ModuleBase> module)
-{
+bool VyrHal::RegModule(std::shared_ptr<ModuleBase> module) {
     for (const auto &entry : mModules) {
         if (entry == module || entry->GetName() == module->GetName()) {
             LOGE("fail, %s has been registered", module->GetName().c_str());
@@ -358,8 +354,7 @@ bool VyrHal::RegModule(std::shared_ptr<ModuleBase> module)
     return true;
 }
 
-void VyrHal::ProcessModule()
-{
+void VyrHal::ProcessModule() {
     for (auto &module : mModules) {
         std::string name = module->GetName();
         LOGI("init module: %s", name.c_str());
@@ -382,8 +377,7 @@ void VyrHal::ProcessModule()
     InitProperties();
 }
 
-void VyrHal::InitProperties()
-{
+void VyrHal::InitProperties() {
     PropertyTable props;
     props.SetVerAlg("0.0.3");
     props.SetServiceEnable(true);
@@ -392,8 +386,7 @@ void VyrHal::InitProperties()
     LOGI("commit id: %s, time: %s", VYR_GIT_ID, VYR_GIT_TIME);
 }
 
-void VyrHal::UninitModules()
-{
+void VyrHal::UninitModules() {
     LOGI("+");
     std::vector<std::shared_ptr<ModuleBase>> modules;
     modules.swap(mModules);
@@ -403,15 +396,13 @@ void VyrHal::UninitModules()
     LOGI("-");
 }
 
-void VyrHal::UninitVyrd()
-{
+void VyrHal::UninitVyrd() {
     GetServerCmds().ClearCmds();
     std::lock_guard<std::mutex> lock(mFrameTypeLock);
     mFrameTypes.clear();
 }
 
-void VyrHal::ProcessPreSos()
-{
+void VyrHal::ProcessPreSos() {
     for (auto &module : mModules) {
         LOGI("+ %s", module->GetName().c_str());
         module->PreSos();
@@ -419,8 +410,7 @@ void VyrHal::ProcessPreSos()
     }
 }
 
-void VyrHal::DoSos(const std::string where, int code, bool keepAlive)
-{
+void VyrHal::DoSos(const std::string where, int code, bool keepAlive) {
     LOGI("VyrHal::DoSos+, %s, %d", where.c_str(), code);
     ProcessPreSos();
     mDoSos.store(1);
@@ -439,8 +429,7 @@ void VyrHal::DoSos(const std::string where, int code, bool keepAlive)
     LOGI("VyrHal::DoSos-");
 }
 
-void VyrHal::EnableConnectSensors(bool enable)
-{
+void VyrHal::EnableConnectSensors(bool enable) {
     bool working = mHalStatus.Get(HAL_STATUS_WORKING);
     if (working == enable) {
         LOGW("working state already set %d", working);
@@ -457,8 +446,7 @@ void VyrHal::EnableConnectSensors(bool enable)
     }
 }
 
-void VyrHal::CheckMemory()
-{
+void VyrHal::CheckMemory() {
     uint64_t now = MonoTimeMs();
     mMemCheckNow = now;
     if (now - mMemCheckLast < kMemCheckPeriodMs) {
@@ -480,15 +468,13 @@ void VyrHal::CheckMemory()
     }
 }
 
-int VyrHal::VyrInit(vyr_notify_t notify)
-{
+int VyrHal::VyrInit(vyr_notify_t notify) {
     mNotify = notify;
     return 0;
 }
 
 int VyrHal::VyrRunCommand(const std::string client, const std::string cmd,
-                          const std::vector<uint8_t> in, std::vector<uint8_t> &out)
-{
+                          const std::vector<uint8_t> in, std::vector<uint8_t> &out) {
     std::lock_guard<std::mutex> lock(mCmdLock);
     if (IsDoingSos()) {
         LOGE("doing sos, return");
@@ -499,8 +485,7 @@ int VyrHal::VyrRunCommand(const std::string client, const std::string cmd,
     return 0;
 }
 
-int VyrHal::VyrGetData(const std::string cmd, int32_t size, std::vector<uint8_t> &out)
-{
+int VyrHal::VyrGetData(const std::string cmd, int32_t size, std::vector<uint8_t> &out) {
     if (IsDoingSos()) {
         LOGE("doing sos, return");
         return 0;
@@ -511,8 +496,7 @@ int VyrHal::VyrGetData(const std::string cmd, int32_t size, std::vector<uint8_t>
     return 0;
 }
 
-int VyrHal::VyrFmqData(uint8_t *data, int32_t size)
-{
+int VyrHal::VyrFmqData(uint8_t *data, int32_t size) {
     std::lock_guard<std::mutex> lock(mFmqLock);
     if (IsDoingSos()) {
         LOGE("doing sos, return");
@@ -526,8 +510,8 @@ int VyrHal::VyrFmqData(uint8_t *data, int32_t size)
 }
 
 template <typename T>
-T &VyrHal::Checked(const std::unique_ptr<T> &member, const char *text, const char *where, int code)
-{
+T &VyrHal::Checked(const std::unique_ptr<T> &member, const char *text, const char *where,
+                   int code) {
     if (member == nullptr) {
         if (text != nullptr) {
             LOGI("%s", text);
@@ -538,8 +522,8 @@ T &VyrHal::Checked(const std::unique_ptr<T> &member, const char *text, const cha
 }
 
 template <typename T>
-T &VyrHal::Checked(const std::shared_ptr<T> &member, const char *text, const char *where, int code)
-{
+T &VyrHal::Checked(const std::shared_ptr<T> &member, const char *text, const char *where,
+                   int code) {
     if (member == nullptr) {
         LOGI("%s", text);
         DoSos(where, code, false);
@@ -547,33 +531,35 @@ T &VyrHal::Checked(const std::shared_ptr<T> &member, const char *text, const cha
     return *member;
 }
 
-DirOperator &VyrHal::GetDirOperator()
-{
+DirOperator &VyrHal::GetDirOperator() {
     return Checked(mDirOperator, nullptr, "GetDirOperator", 648);
 }
-ServerCmds &VyrHal::GetServerCmds() { return Checked(mCmds, nullptr, "GetServerCmds", 656); }
-VyrFrame &VyrHal::GetCurFrame()
-{
+ServerCmds &VyrHal::GetServerCmds() {
+    return Checked(mCmds, nullptr, "GetServerCmds", 656);
+}
+VyrFrame &VyrHal::GetCurFrame() {
     return Checked(mCurFrame, "mCurFrame is nullptr", "GetCurFrame", 722);
 }
-WatchDog &VyrHal::GetWatchdog()
-{
+WatchDog &VyrHal::GetWatchdog() {
     return Checked(mWatchdog, "mWatchdog is nullptr", "GetWatchdog", 741);
 }
-SensorHub &VyrHal::GetSensorHub()
-{
+SensorHub &VyrHal::GetSensorHub() {
     return Checked(mSensorHub, "mSensorHub is nullptr", "GetSensorHub", 761);
 }
-Motion &VyrHal::GetMotion() { return Checked(mMotion, "mMotion is nullptr", "GetMotion", 771); }
-Posture &VyrHal::GetPosture()
-{
+Motion &VyrHal::GetMotion() {
+    return Checked(mMotion, "mMotion is nullptr", "GetMotion", 771);
+}
+Posture &VyrHal::GetPosture() {
     return Checked(mPosture, "mPosture is nullptr", "GetPosture", 791);
 }
-Sysfs &VyrHal::GetSysfs() { return Checked(mSysfs, "mSysfs is nullptr", "GetSysfs", 811); }
-Dmd &VyrHal::GetDmd() { return Checked(mDmd, "mDmd is nullptr", "GetDmd", 820); }
+Sysfs &VyrHal::GetSysfs() {
+    return Checked(mSysfs, "mSysfs is nullptr", "GetSysfs", 811);
+}
+Dmd &VyrHal::GetDmd() {
+    return Checked(mDmd, "mDmd is nullptr", "GetDmd", 820);
+}
 
-const vyr_notify_t &VyrHal::GetNotify()
-{
+const vyr_notify_t &VyrHal::GetNotify() {
     if (mNotify.notify == nullptr) {
         LOGI("mNotify is nullptr");
         DoSos("GetNotify", 829, false);
@@ -581,8 +567,7 @@ const vyr_notify_t &VyrHal::GetNotify()
     return mNotify;
 }
 
-vyr_sys_device_t &VyrHal::GetSysDevice()
-{
+vyr_sys_device_t &VyrHal::GetSysDevice() {
     if (mVyrSys == nullptr) {
         LOGI("mVyrSys is nullptr");
         DoSos("GetSysDevice", 838, false);
@@ -590,14 +575,12 @@ vyr_sys_device_t &VyrHal::GetSysDevice()
     return *mVyrSys;
 }
 
-const std::map<uint32_t, std::string> &VyrHal::GetFrameTypes()
-{
+const std::map<uint32_t, std::string> &VyrHal::GetFrameTypes() {
     std::lock_guard<std::mutex> lock(mFrameTypeLock);
     return mFrameTypes;
 }
 
-void VyrHal::AddFrameType(uint32_t id, const std::string &name)
-{
+void VyrHal::AddFrameType(uint32_t id, const std::string &name) {
     std::lock_guard<std::mutex> lock(mFrameTypeLock);
     mFrameTypes.emplace(id, name);
 }

@@ -4,8 +4,7 @@
 
 Dmd::Dmd(VyrHal &hal) : mLog(hal) {}
 
-bool Dmd::Init()
-{
+bool Dmd::Init() {
     LOGI("+");
     return true;
 }

@@ -8,8 +8,7 @@ class LibArEngineClient : public LibBase {
 public:
     bool Init() { return OpenLib("artolviengineclient", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(AREGCInit);
         VYR_LIB_SYMBOL(AREGCDecodeData);
         VYR_LIB_SYMBOL(AREGCProcessDataFuncRegister);

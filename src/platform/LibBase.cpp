@@ -9,34 +9,34 @@
 
 namespace {
 
-const std::vector<std::string> &SearchDirs()
-{
+const std::vector<std::string> &SearchDirs() {
     static const std::vector<std::string> dirs = {"/odm/lib64/", "/vendor/lib64/"};
     return dirs;
 }
 
-const char *DlErrorText()
-{
+const char *DlErrorText() {
     const char *text = dlerror();
     return text != nullptr ? text : "unknown error";
 }
 
 }  // namespace
 
-LibBase::~LibBase()
-{
+LibBase::~LibBase() {
     if (mHandle != nullptr) {
         dlclose(mHandle);
         mHandle = nullptr;
     }
 }
 
-const char *LibBase::UnknownVersion() { return "sys_unknown"; }
+const char *LibBase::UnknownVersion() {
+    return "sys_unknown";
+}
 
-bool LibBase::IsOpened() { return mHandle != nullptr; }
+bool LibBase::IsOpened() {
+    return mHandle != nullptr;
+}
 
-std::string LibBase::ToSnakeCase(const std::string prefix, const std::string name)
-{
+std::string LibBase::ToSnakeCase(const std::string prefix, const std::string name) {
     std::string result = prefix;
     for (char c : name) {
         if (c >= 'A' && c <= 'Z') {
@@ -49,8 +49,7 @@ std::string LibBase::ToSnakeCase(const std::string prefix, const std::string nam
     return result;
 }
 
-bool LibBase::OpenLib(const std::string name, const std::string suffix)
-{
+bool LibBase::OpenLib(const std::string name, const std::string suffix) {
     for (const std::string &dir : SearchDirs()) {
         const std::string path = dir + "lib" + name + suffix + ".so";
         const std::string checked = CheckPath(path);
@@ -80,8 +79,7 @@ bool LibBase::OpenLib(const std::string name, const std::string suffix)
     return false;
 }
 
-void *LibBase::FindSymbol(const char *name, bool hasDefault)
-{
+void *LibBase::FindSymbol(const char *name, bool hasDefault) {
     if (hasDefault) {
         mRequired = false;
     }

@@ -47,8 +47,7 @@ protected:
     void *FindSymbol(const char *name, bool hasDefault);
 
     template <typename Fn>
-    void ResolveSymbol(const char *name, Fn &slot, Fn fallback = nullptr)
-    {
+    void ResolveSymbol(const char *name, Fn &slot, Fn fallback = nullptr) {
         void *symbol = FindSymbol(name, fallback != nullptr);
         slot = symbol != nullptr ? reinterpret_cast<Fn>(symbol) : fallback;
     }

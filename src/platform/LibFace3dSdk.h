@@ -8,8 +8,7 @@ class LibFace3dSdk : public LibBase {
 public:
     bool Init() { return OpenLib("face3d_sdk", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(face3d_algo_initialize);
         VYR_LIB_SYMBOL(face3d_algo_version);
         VYR_LIB_SYMBOL(face3d_algo_load_image);

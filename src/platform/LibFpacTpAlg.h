@@ -8,8 +8,7 @@ class LibFpacTpAlg : public LibBase {
 public:
     bool Init() { return OpenLib("fpac_tp_alg", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(fpac_tp_get_version);
         VYR_LIB_SYMBOL(init_fpac_tp_alg);
         VYR_LIB_SYMBOL(exit_fpac_tp_alg);

@@ -15,8 +15,7 @@ enum class ChunkResult { kOk, kOverflow, kFailed };
 // `outTmp` and `srcLeft` are left as they stand after the last piece.
 ChunkResult UpdateChunks(EVP_EncryptUpdate_t update, EVP_CIPHER_CTX *ctx, const uint8_t *src,
                          int srcLen, uint8_t *dst, int capacity, int &destUsed, int &outTmp,
-                         int &srcLeft)
-{
+                         int &srcLeft) {
     srcLeft = srcLen;
     while (srcLeft > 0) {
         const int length = srcLeft > kChunk ? kChunk : srcLeft;
@@ -41,8 +40,7 @@ ChunkResult UpdateChunks(EVP_EncryptUpdate_t update, EVP_CIPHER_CTX *ctx, const 
 
 }  // namespace
 
-void LibOpenssl::LoadSymbols()
-{
+void LibOpenssl::LoadSymbols() {
     VYR_LIB_SYMBOL(EVP_CIPHER_CTX_new);
     VYR_LIB_SYMBOL(EVP_EncryptInit_ex);
     VYR_LIB_SYMBOL(EVP_DecryptInit_ex);
@@ -57,8 +55,7 @@ void LibOpenssl::LoadSymbols()
     VYR_LIB_SYMBOL(RAND_bytes);
 }
 
-bool LibOpenssl::HasCipher(bool decrypt) const
-{
+bool LibOpenssl::HasCipher(bool decrypt) const {
     const bool common = EVP_CIPHER_CTX_new != nullptr && EVP_CIPHER_CTX_ctrl != nullptr &&
                         EVP_aes_256_gcm != nullptr && EVP_CIPHER_CTX_free != nullptr;
     if (decrypt) {
@@ -70,8 +67,7 @@ bool LibOpenssl::HasCipher(bool decrypt) const
 }
 
 bool LibOpenssl::ValidParams(const void *info, const uint8_t *src, int srcLen, const uint8_t *dst,
-                             const int *dstLen)
-{
+                             const int *dstLen) {
     if (info == nullptr || dstLen == nullptr || *dstLen < 0 || srcLen < 0 ||
         (src == nullptr && srcLen > 0) || (dst == nullptr && *dstLen > 0)) {
         LOGE("params is err !\n");
@@ -81,22 +77,23 @@ bool LibOpenssl::ValidParams(const void *info, const uint8_t *src, int srcLen, c
 }
 
 int32_t LibOpenssl::AesGcmAlgorithm(VyrCryptInfo *info, const uint8_t *src, int srcLen,
-                                    uint8_t *dst, int *dstLen)
-{
+                                    uint8_t *dst, int *dstLen) {
     if (info == nullptr) {
         LOGE("params is err !\n");
         return 1;
     }
     switch (info->mode) {
-        case VYR_CRYPT_ENCRYPT: return DoAesGcmEncrypt(info, src, srcLen, dst, dstLen);
-        case VYR_CRYPT_DECRYPT: return DoAesGcmDecrypt(info, src, srcLen, dst, dstLen);
-        default: return 1;
+        case VYR_CRYPT_ENCRYPT:
+            return DoAesGcmEncrypt(info, src, srcLen, dst, dstLen);
+        case VYR_CRYPT_DECRYPT:
+            return DoAesGcmDecrypt(info, src, srcLen, dst, dstLen);
+        default:
+            return 1;
     }
 }
 
 int32_t LibOpenssl::DoAesGcmEncrypt(VyrCryptInfo *info, const uint8_t *src, int srcLen,
-                                    uint8_t *dst, int *dstLen)
-{
+                                    uint8_t *dst, int *dstLen) {
     LOGI("AES GCM Encrypt:");
     if (!ValidParams(info, src, srcLen, dst, dstLen)) {
         return 1;
@@ -123,7 +120,8 @@ int32_t LibOpenssl::DoAesGcmEncrypt(VyrCryptInfo *info, const uint8_t *src, int 
             LOGE("DecryptUpdate fail !");
             EVP_CIPHER_CTX_free(ctx);
             return 1;
-        case ChunkResult::kOk: break;
+        case ChunkResult::kOk:
+            break;
     }
     LOGI("2 outTmp %d destUsed %d srcLeft %d\n", outTmp, destUsed, srcLeft);
 
@@ -137,8 +135,7 @@ int32_t LibOpenssl::DoAesGcmEncrypt(VyrCryptInfo *info, const uint8_t *src, int 
 }
 
 int32_t LibOpenssl::DoAesGcmDecrypt(const VyrCryptInfo *info, const uint8_t *src, int srcLen,
-                                    uint8_t *dst, int *dstLen)
-{
+                                    uint8_t *dst, int *dstLen) {
     LOGI("AES GCM Decrypt:");
     if (!ValidParams(info, src, srcLen, dst, dstLen)) {
         return 1;
@@ -171,7 +168,8 @@ int32_t LibOpenssl::DoAesGcmDecrypt(const VyrCryptInfo *info, const uint8_t *src
             LOGE("DecryptUpdate fail !");
             EVP_CIPHER_CTX_free(ctx);
             return 1;
-        case ChunkResult::kOk: break;
+        case ChunkResult::kOk:
+            break;
     }
     LOGI("2 outTmp %d destUsed %d srcLeft %d\n", outTmp, destUsed, srcLeft);
 
@@ -183,8 +181,7 @@ int32_t LibOpenssl::DoAesGcmDecrypt(const VyrCryptInfo *info, const uint8_t *src
     return r > 0 ? 0 : 1;
 }
 
-int32_t LibOpenssl::GetSecureRand(void *out, uint32_t size)
-{
+int32_t LibOpenssl::GetSecureRand(void *out, uint32_t size) {
     if (out == nullptr || size == 0 || size > static_cast<uint32_t>(INT_MAX)) {
         LOGE("params is err !\n");
         return 1;

@@ -8,8 +8,7 @@ class LibPellard : public LibBase {
 public:
     bool Init() { return OpenLib("pellard", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(pellard_init);
         VYR_LIB_SYMBOL(__pellard_start_ex);
         VYR_LIB_SYMBOL(pellard_end);

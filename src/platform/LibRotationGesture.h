@@ -8,8 +8,7 @@ class LibRotationGesture : public LibBase {
 public:
     bool Init() { return OpenLib("RotationGesture", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(RotationRecognize);
         VYR_LIB_SYMBOL(CleanStatusForRotationRecognize);
         VYR_LIB_SYMBOL(GetRotationRecognizeVersion);

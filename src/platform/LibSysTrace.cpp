@@ -4,7 +4,9 @@ namespace {
 
 constexpr int64_t kTraceTag = 1;
 
-int32_t DefaultAtraceIsTagEnabled(int64_t) { return 0; }
+int32_t DefaultAtraceIsTagEnabled(int64_t) {
+    return 0;
+}
 void DefaultAtraceBegin(int64_t, const char *) {}
 void DefaultAtraceEnd(int64_t) {}
 
@@ -14,29 +16,24 @@ LibSysTrace::LibSysTrace()
     : GetVersion(&UnknownVersion),
       AtraceIsTagEnabled(&DefaultAtraceIsTagEnabled),
       AtraceBegin(&DefaultAtraceBegin),
-      AtraceEnd(&DefaultAtraceEnd)
-{
-}
+      AtraceEnd(&DefaultAtraceEnd) {}
 
 LibSysTrace::~LibSysTrace() = default;
 
-bool LibSysTrace::Init()
-{
+bool LibSysTrace::Init() {
     mEnable.store(false, std::memory_order_relaxed);
     LoadSymbols();
     return true;
 }
 
-void LibSysTrace::LoadSymbols()
-{
+void LibSysTrace::LoadSymbols() {
     VYR_LIB_SYMBOL_OR(GetVersion, UnknownVersion);
     VYR_LIB_SYMBOL_OR(AtraceIsTagEnabled, DefaultAtraceIsTagEnabled);
     VYR_LIB_SYMBOL_OR(AtraceBegin, DefaultAtraceBegin);
     VYR_LIB_SYMBOL_OR(AtraceEnd, DefaultAtraceEnd);
 }
 
-void LibSysTrace::SetHooks(const vyr_sys_device_t &sys)
-{
+void LibSysTrace::SetHooks(const vyr_sys_device_t &sys) {
     if (sys.AtraceIsTagEnabled == nullptr || sys.AtraceBegin == nullptr ||
         sys.AtraceEnd == nullptr) {
         return;
@@ -47,16 +44,14 @@ void LibSysTrace::SetHooks(const vyr_sys_device_t &sys)
 }
 
 ScopedTrace::ScopedTrace(LibSysTrace &trace, const char *name)
-    : mTrace(trace), mEnabled(trace.IsEnabled())
-{
+    : mTrace(trace), mEnabled(trace.IsEnabled()) {
     if (mEnabled) {
         mTrace.AtraceIsTagEnabled(kTraceTag);
         mTrace.AtraceBegin(kTraceTag, name);
     }
 }
 
-ScopedTrace::~ScopedTrace()
-{
+ScopedTrace::~ScopedTrace() {
     if (mEnabled) {
         mTrace.AtraceEnd(kTraceTag);
     }

@@ -8,8 +8,7 @@ class LibTapFusion : public LibBase {
 public:
     bool Init() { return OpenLib("BackTapFusion", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(BackTapFusion_Init);
         VYR_LIB_SYMBOL(BackTapFusion_Deinit);
         VYR_LIB_SYMBOL(BackTapFusion_FusionTp);

@@ -8,8 +8,7 @@ class LibTapGesture : public LibBase {
 public:
     bool Init() { return OpenLib("BackTapAlg", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(BackTapAlg_Init);
         VYR_LIB_SYMBOL(BackTapAlg_Deinit);
         VYR_LIB_SYMBOL(BackTapAlg_Process);

@@ -8,8 +8,7 @@ class LibVyrActivity : public LibBase {
 public:
     bool Init() { return OpenLib("artolvi", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(AlgInit_AR);
         VYR_LIB_SYMBOL(AlgGetResult_AR);
         VYR_LIB_SYMBOL(ProductIdInit);

@@ -8,8 +8,7 @@ class LibVyrAoClient : public LibBase {
 public:
     bool Init() { return OpenLib("VyrAoClient", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(VyrAoInit);
         VYR_LIB_SYMBOL(VyrAoRegisterListener);
         VYR_LIB_SYMBOL(VyrAoUnregisterListener);

@@ -8,8 +8,7 @@ class LibVyrArHand : public LibBase {
 public:
     bool Init() { return OpenLib("arhand", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(HandHeldInit);
         VYR_LIB_SYMBOL(HandHeldAccDataCollect);
         VYR_LIB_SYMBOL(GetHandHeldResult);

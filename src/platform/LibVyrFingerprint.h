@@ -8,10 +8,7 @@ class LibVyrFingerprint : public LibBase {
 public:
     bool Init() { return OpenLib("VyrFingerprint", ""); }
 
-    void LoadSymbols() override
-    {
-        VYR_LIB_SYMBOL(VyrSendDataToFp);
-    }
+    void LoadSymbols() override { VYR_LIB_SYMBOL(VyrSendDataToFp); }
 
     VyrSendDataToFp_t VyrSendDataToFp = nullptr;
 };

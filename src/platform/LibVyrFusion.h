@@ -8,8 +8,7 @@ class LibVyrFusion : public LibBase {
 public:
     bool Init() { return OpenLib("FusionSense", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(FusionSenseInit);
         VYR_LIB_SYMBOL(FusionSenseUnInit);
         VYR_LIB_SYMBOL(FusionSenseActivate);

@@ -8,8 +8,7 @@ class LibVyrMicroAr : public LibBase {
 public:
     bool Init() { return OpenLib("microartolvi", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(MicroArInit);
         VYR_LIB_SYMBOL(MicroArSetProjectName);
         VYR_LIB_SYMBOL(AccDataCollect);

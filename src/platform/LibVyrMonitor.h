@@ -9,8 +9,7 @@ class LibVyrMonitor : public LibBase {
 public:
     bool Init() { return OpenLib("brimlog", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL_OR(GetVersion, UnknownVersion);
         VYR_LIB_SYMBOL(brimlog_create_eventobj);
         VYR_LIB_SYMBOL(brimlog_destroy_eventobj);

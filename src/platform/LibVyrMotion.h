@@ -11,8 +11,7 @@ class LibVyrMotion : public LibBase {
 public:
     bool Init() { return OpenLib("motion", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(ProximityGestureRecognize);
         VYR_LIB_SYMBOL(CleanStatesForProximity);
         VYR_LIB_SYMBOL(oritationRecognize);

@@ -8,8 +8,7 @@ class LibVyrPosture : public LibBase {
 public:
     bool Init() { return OpenLib("VyrFold", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(GetFoldableVersion);
         VYR_LIB_SYMBOL(initPostureParameter);
         VYR_LIB_SYMBOL(FlodableGestrueDetect);

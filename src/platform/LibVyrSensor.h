@@ -8,8 +8,7 @@ class LibVyrSensor : public LibBase {
 public:
     bool Init() { return OpenLib("VyrSensor", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(VyrEnableSensor);
         VYR_LIB_SYMBOL(VyrDisableSensor);
         VYR_LIB_SYMBOL(VyrGetName);

@@ -8,8 +8,7 @@ class LibWristFlipGesture : public LibBase {
 public:
     bool Init() { return OpenLib("FlipWristScanCode", ""); }
 
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         VYR_LIB_SYMBOL(GetWristFlipVersion);
         VYR_LIB_SYMBOL(cleanStatusForWristFlipGesture);
         VYR_LIB_SYMBOL(WristFlipGestureRecognize);

@@ -16,8 +16,7 @@ constexpr const char *kSearchDirs[] = {"/odm/etc/", "/vendor/etc/"};
 
 MatchRules::MatchRules(VyrHal &hal, Sysfs &sysfs) : mHal(hal), mLog(hal), mSysfs(sysfs) {}
 
-bool MatchRules::Init()
-{
+bool MatchRules::Init() {
     const std::string product = mSysfs.mProduct;
 
     tinyxml2::XMLDocument doc;
@@ -66,8 +65,7 @@ bool MatchRules::Init()
 }
 
 bool MatchRules::IsMatch(const std::string &product, const std::string &name,
-                         const std::string &method) const
-{
+                         const std::string &method) const {
     if (method == "match") {
         return product == name;
     }
@@ -80,8 +78,7 @@ bool MatchRules::IsMatch(const std::string &product, const std::string &name,
     return method == "skip";
 }
 
-void MatchRules::ReadRule(tinyxml2::XMLElement *product)
-{
+void MatchRules::ReadRule(tinyxml2::XMLElement *product) {
     tinyxml2::XMLElement *rule = product->FirstChildElement("rule");
     if (rule == nullptr) {
         return;
@@ -95,8 +92,7 @@ void MatchRules::ReadRule(tinyxml2::XMLElement *product)
     }
 }
 
-std::string MatchRules::GetChildText(tinyxml2::XMLElement *node, const std::string name)
-{
+std::string MatchRules::GetChildText(tinyxml2::XMLElement *node, const std::string name) {
     if (node == nullptr) {
         LOGE("node is nullptr");
         return std::string();
@@ -109,8 +105,7 @@ std::string MatchRules::GetChildText(tinyxml2::XMLElement *node, const std::stri
     return text != nullptr ? std::string(text) : std::string();
 }
 
-void MatchRules::GetItem(tinyxml2::XMLElement *node, std::string &out)
-{
+void MatchRules::GetItem(tinyxml2::XMLElement *node, std::string &out) {
     if (node == nullptr) {
         LOGE("node is nullptr");
         return;
@@ -134,8 +129,7 @@ void MatchRules::GetItem(tinyxml2::XMLElement *node, std::string &out)
     }
 }
 
-void MatchRules::GetVersion(tinyxml2::XMLElement *root)
-{
+void MatchRules::GetVersion(tinyxml2::XMLElement *root) {
     if (root == nullptr) {
         LOGE("node is nullptr");
         return;

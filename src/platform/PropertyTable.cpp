@@ -37,12 +37,9 @@ PropertyTable::PropertyTable()
           {"SosDump", "persist.odm.vyr.sos_dump", "false"},
           {"ArList", "odm.vyr.arlist", "0"},
           {"AoFaceIdSupport", "odm.vyr.ao_faceid_support", "0"},
-      }
-{
-}
+      } {}
 
-const PropertyRow &PropertyTable::Find(const std::string &key)
-{
+const PropertyRow &PropertyTable::Find(const std::string &key) {
     mName.clear();
     for (const auto &row : mRows) {
         if (row.key == key) {
@@ -53,8 +50,7 @@ const PropertyRow &PropertyTable::Find(const std::string &key)
     return mRows.front();
 }
 
-int PropertyTable::Read(const std::string &key, std::string &value)
-{
+int PropertyTable::Read(const std::string &key, std::string &value) {
     std::lock_guard<std::mutex> lock(mMutex);
     const PropertyRow &row = Find(key);
     std::string name = row.name;
@@ -73,8 +69,7 @@ int PropertyTable::Read(const std::string &key, std::string &value)
     return n;
 }
 
-int PropertyTable::ReadInt(const std::string &key, uint32_t &value)
-{
+int PropertyTable::ReadInt(const std::string &key, uint32_t &value) {
     int n = Read(key, mValue);
     if (!mValue.empty()) {
         value = static_cast<uint32_t>(strtoul(mValue.c_str(), nullptr, 10));
@@ -82,8 +77,7 @@ int PropertyTable::ReadInt(const std::string &key, uint32_t &value)
     return n;
 }
 
-int PropertyTable::Write(const std::string &key, const std::string &value)
-{
+int PropertyTable::Write(const std::string &key, const std::string &value) {
     std::lock_guard<std::mutex> lock(mMutex);
     const PropertyRow &row = Find(key);
     return __system_property_set(row.name.c_str(), value.c_str());

@@ -33,14 +33,15 @@ constexpr uint32_t kShortNodeSize = 128;
 constexpr size_t kDeviceNameSize = 80;
 constexpr int kMaxNumberedPanels = 4;
 
-std::string SensorNode(const char *name) { return std::string(kSensorNodeDir) + "/" + name; }
+std::string SensorNode(const char *name) {
+    return std::string(kSensorNodeDir) + "/" + name;
+}
 
 }  // namespace
 
 Sysfs::Sysfs(VyrHal &hal) : mHal(hal), mLog(hal) {}
 
-bool Sysfs::Init()
-{
+bool Sysfs::Init() {
     LOGI("+");
     PropertyTable props;
     props.GetProductName(mProduct);
@@ -63,8 +64,7 @@ bool Sysfs::Init()
     return true;
 }
 
-void Sysfs::UpdateXml()
-{
+void Sysfs::UpdateXml() {
     MatchRules rules(mHal, *this);
     if (!rules.Init()) {
         LOGE("can't get the match rules.");
@@ -73,10 +73,11 @@ void Sysfs::UpdateXml()
     LOGI("version info: date(%s)\n", rules.GetDate().c_str());
 }
 
-bool Sysfs::HasXmlConfig(const std::string key) { return mConfig.find(key) != mConfig.end(); }
+bool Sysfs::HasXmlConfig(const std::string key) {
+    return mConfig.find(key) != mConfig.end();
+}
 
-std::string Sysfs::GetXmlConfig(const std::string key)
-{
+std::string Sysfs::GetXmlConfig(const std::string key) {
     auto it = mConfig.find(key);
     if (it == mConfig.end()) {
         return std::string();
@@ -84,8 +85,7 @@ std::string Sysfs::GetXmlConfig(const std::string key)
     return it->second + "-";
 }
 
-int Sysfs::GetPanelNum()
-{
+int Sysfs::GetPanelNum() {
     char path[kPathBufferSize] = {0};
     if (sprintf_s(path, sizeof(path), "/sys/touchscreen/touch_chip_info") < 0) {
         LOGE("sprintf_s failed !");
@@ -110,8 +110,7 @@ int Sysfs::GetPanelNum()
     return count;
 }
 
-bool Sysfs::ReadFile(const std::string path, char *buf, uint32_t len)
-{
+bool Sysfs::ReadFile(const std::string path, char *buf, uint32_t len) {
     if (buf == nullptr) {
         return false;
     }
@@ -133,8 +132,7 @@ bool Sysfs::ReadFile(const std::string path, char *buf, uint32_t len)
     return true;
 }
 
-bool Sysfs::ReadFile(const std::string path, std::string &out)
-{
+bool Sysfs::ReadFile(const std::string path, std::string &out) {
     out.clear();
     std::string real = CheckPath(path);
     if (real.empty()) {
@@ -163,8 +161,7 @@ bool Sysfs::ReadFile(const std::string path, std::string &out)
     return true;
 }
 
-bool Sysfs::Write(const std::string path, const std::string text)
-{
+bool Sysfs::Write(const std::string path, const std::string text) {
     std::string real = CheckPath(path);
     if (real.empty()) {
         return false;
@@ -183,8 +180,7 @@ bool Sysfs::Write(const std::string path, const std::string text)
     return true;
 }
 
-bool Sysfs::Write(const std::string path, const char *buf, uint32_t len)
-{
+bool Sysfs::Write(const std::string path, const char *buf, uint32_t len) {
     if (buf == nullptr) {
         return false;
     }
@@ -204,8 +200,7 @@ bool Sysfs::Write(const std::string path, const char *buf, uint32_t len)
     return false;
 }
 
-std::map<std::string, int> Sysfs::GetInputDevice(std::vector<std::string> names)
-{
+std::map<std::string, int> Sysfs::GetInputDevice(std::vector<std::string> names) {
     std::map<std::string, int> devices;
     std::string inputDir = CheckPath(kInputDir);
     DIR *dir = inputDir.empty() ? nullptr : opendir(inputDir.c_str());
@@ -252,8 +247,7 @@ std::map<std::string, int> Sysfs::GetInputDevice(std::vector<std::string> names)
     return devices;
 }
 
-int Sysfs::OpenFpAuxiliary()
-{
+int Sysfs::OpenFpAuxiliary() {
     std::string real = CheckPath(kFpAuxiliaryNode);
     if (real.empty()) {
         return -1;
@@ -261,8 +255,7 @@ int Sysfs::OpenFpAuxiliary()
     return open(real.c_str(), O_RDONLY | O_CLOEXEC);
 }
 
-int Sysfs::SetFpAuxiliaryResult(const uint8_t *data, uint32_t len)
-{
+int Sysfs::SetFpAuxiliaryResult(const uint8_t *data, uint32_t len) {
     // The wrapper lives for this one call.
     std::unique_ptr<LibVyrFingerprint> lib(new (std::nothrow) LibVyrFingerprint());
     if (lib == nullptr || !lib->Init()) {
@@ -272,8 +265,7 @@ int Sysfs::SetFpAuxiliaryResult(const uint8_t *data, uint32_t len)
     return lib->VyrSendDataToFp(VYR_FP_CMD_AUXILIARY_RESULT, data, static_cast<int32_t>(len));
 }
 
-uint64_t Sysfs::GetMemoryPss()
-{
+uint64_t Sysfs::GetMemoryPss() {
     std::string text;
     ReadFile("/proc/" + std::to_string(getpid()) + "/smaps_rollup", text);
     for (const std::string &line : Split(text, "\n")) {
@@ -292,16 +284,15 @@ uint64_t Sysfs::GetMemoryPss()
     return 0;
 }
 
-void Sysfs::GetMemInfoDetail()
-{
+void Sysfs::GetMemInfoDetail() {
     std::string text;
     ReadFile("/proc/" + std::to_string(getpid()) + "/smaps", text);
     for (const std::string &line : Split(text, "\n")) {
         if (line.empty()) {
             continue;
         }
-        bool figure = line.find("Pss") != std::string::npos &&
-                      line.find(" 0 kB") == std::string::npos;
+        bool figure =
+            line.find("Pss") != std::string::npos && line.find(" 0 kB") == std::string::npos;
         bool header = line.find('-') != std::string::npos;
         if (figure || header) {
             LOGW("%s", line.c_str());
@@ -309,35 +300,29 @@ void Sysfs::GetMemInfoDetail()
     }
 }
 
-bool Sysfs::SetPalmetryEnable(bool enable)
-{
+bool Sysfs::SetPalmetryEnable(bool enable) {
     return Write(SensorNode("set_palmetry_enable"), std::string(enable ? "1" : "0"));
 }
 
-bool Sysfs::SetPalmetryReqData(bool enable)
-{
+bool Sysfs::SetPalmetryReqData(bool enable) {
     return Write(SensorNode("palmetry_req_data"), std::string(enable ? "1" : "0"));
 }
 
-std::string Sysfs::GetPalmetryDataReady()
-{
+std::string Sysfs::GetPalmetryDataReady() {
     std::string text;
     ReadFile(SensorNode("palmetry_data_ready"), text);
     return text;
 }
 
-bool Sysfs::ReadPalmetryLatchData(char *buf, uint32_t len)
-{
+bool Sysfs::ReadPalmetryLatchData(char *buf, uint32_t len) {
     return ReadFile(SensorNode("palmetry_latch_data"), buf, len);
 }
 
-bool Sysfs::ReadPalmetryLatchData2(char *buf, uint32_t len)
-{
+bool Sysfs::ReadPalmetryLatchData2(char *buf, uint32_t len) {
     return ReadFile(SensorNode("palmetry_latch_data2"), buf, len);
 }
 
-std::string Sysfs::GetRoiData()
-{
+std::string Sysfs::GetRoiData() {
     std::string data;
     if (mPanelNum < 1) {
         ReadFile("/sys/touchscreen/roi_data", data);
@@ -350,8 +335,7 @@ std::string Sysfs::GetRoiData()
     return data;
 }
 
-std::string Sysfs::ReadShortNode(const std::string path)
-{
+std::string Sysfs::ReadShortNode(const std::string path) {
     char buf[kShortNodeSize + 1] = {0};
     if (!ReadFile(path, buf, kShortNodeSize)) {
         return std::string();
@@ -359,8 +343,14 @@ std::string Sysfs::ReadShortNode(const std::string path)
     return std::string(buf);
 }
 
-std::string Sysfs::GetTouchChipInfo() { return ReadShortNode("/sys/touchscreen/touch_chip_info"); }
+std::string Sysfs::GetTouchChipInfo() {
+    return ReadShortNode("/sys/touchscreen/touch_chip_info");
+}
 
-std::string Sysfs::GetLcdModel() { return ReadShortNode("/sys/class/graphics/fb0/lcd_model"); }
+std::string Sysfs::GetLcdModel() {
+    return ReadShortNode("/sys/class/graphics/fb0/lcd_model");
+}
 
-std::string Sysfs::GetLcdModel1() { return ReadShortNode("/sys/class/graphics/fb1/lcd_model"); }
+std::string Sysfs::GetLcdModel1() {
+    return ReadShortNode("/sys/class/graphics/fb1/lcd_model");
+}

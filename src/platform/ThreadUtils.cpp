@@ -19,11 +19,12 @@ constexpr size_t kMaskBytes = kMaxCpus / 8;  // 128
 constexpr int kRRPriority = 10;
 constexpr int kFallbackNice = -10;
 
-pid_t CurrentTid() { return static_cast<pid_t>(syscall(SYS_gettid)); }
+pid_t CurrentTid() {
+    return static_cast<pid_t>(syscall(SYS_gettid));
+}
 
 // -1 when the parameter block cannot be cleared, else the call's result.
-int SetRR()
-{
+int SetRR() {
     struct sched_param param;
     if (memset_s(&param, sizeof(param), 0, sizeof(param)) != EOK) {
         return -1;
@@ -34,8 +35,7 @@ int SetRR()
 
 }  // namespace
 
-int ThreadSetAffInity(const std::vector<int> &cpus)
-{
+int ThreadSetAffInity(const std::vector<int> &cpus) {
     static_assert(sizeof(cpu_set_t) == kMaskBytes, "the mask is 1024 bits");
     cpu_set_t mask;
     CPU_ZERO(&mask);
@@ -52,10 +52,11 @@ int ThreadSetAffInity(const std::vector<int> &cpus)
     return ret;
 }
 
-int ThreadSetRR() { return SetRR(); }
+int ThreadSetRR() {
+    return SetRR();
+}
 
-void ThreadSetRRWithFallback()
-{
+void ThreadSetRRWithFallback() {
     int ret = SetRR();
     if (ret != 0) {
         __android_log_print(ANDROID_LOG_WARN, VYR_LOG_TAG,
@@ -67,8 +68,7 @@ void ThreadSetRRWithFallback()
     }
 }
 
-void SetThreadName(const std::string &module)
-{
+void SetThreadName(const std::string &module) {
     std::string name = "vyr_" + module;
     prctl(PR_SET_NAME, name.c_str(), 0, 0, 0);
 }

@@ -16,8 +16,7 @@ namespace {
 constexpr size_t kPathMax = 4096;
 }
 
-std::string RealPath(const std::string &path)
-{
+std::string RealPath(const std::string &path) {
     if (path.length() > kPathMax) {
         __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "%s length over size %d", path.c_str(),
                             static_cast<int>(kPathMax));
@@ -30,20 +29,23 @@ std::string RealPath(const std::string &path)
     }
     if (realpath(path.c_str(), buffer) == nullptr) {
         if (errno != ENOENT) {
-            __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "error = %d, %s realpath is nullptr",
-                                errno, path.c_str());
+            __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG,
+                                "error = %d, %s realpath is nullptr", errno, path.c_str());
         }
         return std::string();
     }
     return std::string(buffer);
 }
 
-std::string DevicePathOf(const std::string &path) { return MapDevicePath(path); }
+std::string DevicePathOf(const std::string &path) {
+    return MapDevicePath(path);
+}
 
-std::string CheckPath(const std::string path) { return RealPath(MapDevicePath(path)); }
+std::string CheckPath(const std::string path) {
+    return RealPath(MapDevicePath(path));
+}
 
-std::vector<std::string> Split(const std::string &text, const std::string &delimiter)
-{
+std::vector<std::string> Split(const std::string &text, const std::string &delimiter) {
     std::vector<std::string> pieces;
     if (delimiter.empty()) {
         pieces.push_back(text);
@@ -59,8 +61,7 @@ std::vector<std::string> Split(const std::string &text, const std::string &delim
     return pieces;
 }
 
-std::string Trim(const std::string &text)
-{
+std::string Trim(const std::string &text) {
     size_t begin = 0;
     size_t end = text.size();
     while (begin < end && isspace(static_cast<unsigned char>(text[begin])) != 0) {
@@ -72,14 +73,20 @@ std::string Trim(const std::string &text)
     return text.substr(begin, end - begin);
 }
 
-std::string FormatTime(uint64_t ms, int form)
-{
+std::string FormatTime(uint64_t ms, int form) {
     const char *pattern = nullptr;
     switch (form) {
-        case 0: pattern = "%Y.%m.%d_%H.%M.%S"; break;
-        case 1: pattern = "%Y-%m-%d %H.%M.%S"; break;
-        case 2: pattern = "%Y-%m-%d %H:%M:%S"; break;
-        default: return std::string();
+        case 0:
+            pattern = "%Y.%m.%d_%H.%M.%S";
+            break;
+        case 1:
+            pattern = "%Y-%m-%d %H.%M.%S";
+            break;
+        case 2:
+            pattern = "%Y-%m-%d %H:%M:%S";
+            break;
+        default:
+            return std::string();
     }
     time_t seconds = static_cast<time_t>(ms / 1000);
     struct tm local {};

@@ -14,8 +14,7 @@
 
 namespace {
 
-int OpenNode(const char *node)
-{
+int OpenNode(const char *node) {
     std::string path = CheckPath(node);
     int fd = -1;
     int error = ENOENT;
@@ -31,8 +30,7 @@ int OpenNode(const char *node)
 }
 
 // The name with its terminating NUL.
-ssize_t WriteName(int fd)
-{
+ssize_t WriteName(int fd) {
     ssize_t n;
     do {
         n = write(fd, WakeLock::kName, strlen(WakeLock::kName) + 1);
@@ -45,14 +43,12 @@ WakeLock *gInstance = nullptr;
 
 }  // namespace
 
-WakeLock::WakeLock()
-{
+WakeLock::WakeLock() {
     mLockFd = OpenNode(kLockNode);
     mUnlockFd = OpenNode(kUnlockNode);
 }
 
-WakeLock::~WakeLock()
-{
+WakeLock::~WakeLock() {
     std::lock_guard<std::mutex> lock(mMutex);
     if (mHeld) {
         _accu_count = 0;
@@ -68,8 +64,7 @@ WakeLock::~WakeLock()
     }
 }
 
-void WakeLock::WriteLock()
-{
+void WakeLock::WriteLock() {
     if (mLockFd < 0) {
         __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "Not able to open fd for wakeup:%s",
                             kName);
@@ -86,8 +81,7 @@ void WakeLock::WriteLock()
     mCond.notify_all();
 }
 
-void WakeLock::WriteUnlock()
-{
+void WakeLock::WriteUnlock() {
     if (mUnlockFd < 0) {
         __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "Not able to open fd for wakeup:%s",
                             kName);
@@ -102,8 +96,7 @@ void WakeLock::WriteUnlock()
     mHeld = false;
 }
 
-void WakeLock::Acquire(uint32_t count)
-{
+void WakeLock::Acquire(uint32_t count) {
     std::lock_guard<std::mutex> lock(mMutex);
     if (count > std::numeric_limits<uint32_t>::max() - _accu_count) {
         __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG,
@@ -117,8 +110,7 @@ void WakeLock::Acquire(uint32_t count)
     _accu_count += count;
 }
 
-void WakeLock::Release(uint32_t count)
-{
+void WakeLock::Release(uint32_t count) {
     std::lock_guard<std::mutex> lock(mMutex);
     if (count > _accu_count) {
         __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG,
@@ -132,8 +124,7 @@ void WakeLock::Release(uint32_t count)
     }
 }
 
-void WakeLock::ReleaseAll()
-{
+void WakeLock::ReleaseAll() {
     std::lock_guard<std::mutex> lock(mMutex);
     if (mHeld) {
         _accu_count = 0;
@@ -141,8 +132,7 @@ void WakeLock::ReleaseAll()
     }
 }
 
-void WakeLock::Wait()
-{
+void WakeLock::Wait() {
     std::unique_lock<std::mutex> lock(mMutex);
     if (mHeld) {
         return;
@@ -151,20 +141,17 @@ void WakeLock::Wait()
     mCond.wait(lock, [this, writes] { return mHeld || mLockWrites != writes; });
 }
 
-uint32_t WakeLock::GetCount()
-{
+uint32_t WakeLock::GetCount() {
     std::lock_guard<std::mutex> lock(mMutex);
     return _accu_count;
 }
 
-bool WakeLock::IsHeld()
-{
+bool WakeLock::IsHeld() {
     std::lock_guard<std::mutex> lock(mMutex);
     return mHeld;
 }
 
-WakeLock &WakeLockInstance()
-{
+WakeLock &WakeLockInstance() {
     std::lock_guard<std::mutex> lock(gInstanceMutex);
     if (gInstance == nullptr) {
         gInstance = new WakeLock();

@@ -21,8 +21,7 @@ constexpr int kSosCode = 97;
 
 }  // namespace
 
-WatchDog::State::State()
-{
+WatchDog::State::State() {
     // Timed waits count on the monotonic clock, so a wall-clock change
     // neither stretches nor cuts a tick.
     pthread_condattr_init(&condAttr);
@@ -31,8 +30,7 @@ WatchDog::State::State()
     pthread_cond_init(&stopCond, &condAttr);
 }
 
-WatchDog::State::~State()
-{
+WatchDog::State::~State() {
     pthread_cond_destroy(&stopCond);
     pthread_cond_destroy(&cond);
     pthread_condattr_destroy(&condAttr);
@@ -46,8 +44,7 @@ WatchDog::WatchDog(VyrHal &hal) : ModuleBase("WatchDog", hal), mState(std::make_
 // at once when `running` drops. The only exception is the thread itself
 // destroying the module (SOS -> exit() -> static destructors), where waiting
 // would never end and nothing of the loop runs again anyway.
-WatchDog::~WatchDog()
-{
+WatchDog::~WatchDog() {
     LOGI("+");
     {
         std::lock_guard<std::mutex> lock(mState->mutex);
@@ -59,8 +56,7 @@ WatchDog::~WatchDog()
     LOGI("-");
 }
 
-void WatchDog::WaitThreadQuit()
-{
+void WatchDog::WaitThreadQuit() {
     std::unique_lock<std::mutex> lock(mState->mutex);
     if (!mState->threadStarted || mState->threadId == std::this_thread::get_id()) {
         return;
@@ -70,16 +66,14 @@ void WatchDog::WaitThreadQuit()
     }
 }
 
-bool WatchDog::PreInit()
-{
+bool WatchDog::PreInit() {
     LOGI("+");
     std::lock_guard<std::mutex> lock(mState->mutex);
     mState->running = true;
     return true;
 }
 
-bool WatchDog::LastInit()
-{
+bool WatchDog::LastInit() {
     LOGI("+");
     std::lock_guard<std::mutex> lock(mState->mutex);
     if (mState->threadStarted) {
@@ -102,22 +96,23 @@ bool WatchDog::LastInit()
     return true;
 }
 
-void WatchDog::Uninit() { LOGI("+"); }
-
-bool WatchDog::InitVyrd()
-{
+void WatchDog::Uninit() {
     LOGI("+");
-    return AddCmd("power_time",
-                  [this](const std::string, const std::string, std::vector<uint8_t> &out) {
-                      SetReply(out, "active:" + std::to_string(mActiveMs) +
-                                        "+idle:" + std::to_string(mIdleMs));
-                  });
 }
 
-void WatchDog::Broadcast() { pthread_cond_broadcast(&mState->cond); }
+bool WatchDog::InitVyrd() {
+    LOGI("+");
+    return AddCmd("power_time", [this](const std::string, const std::string,
+                                       std::vector<uint8_t> &out) {
+        SetReply(out, "active:" + std::to_string(mActiveMs) + "+idle:" + std::to_string(mIdleMs));
+    });
+}
 
-void WatchDog::ResetWatchNode(const std::string &name, uint64_t expectMs)
-{
+void WatchDog::Broadcast() {
+    pthread_cond_broadcast(&mState->cond);
+}
+
+void WatchDog::ResetWatchNode(const std::string &name, uint64_t expectMs) {
     ScopedTrace trace(mHal.GetTrace(), "ResetWatchNode");
     WatchNode node{expectMs, VyrHal::MonoTimeMs()};
     State &state = *mState;
@@ -136,8 +131,7 @@ void WatchDog::ResetWatchNode(const std::string &name, uint64_t expectMs)
     Broadcast();
 }
 
-void WatchDog::CleanWatchNode(const std::string &name)
-{
+void WatchDog::CleanWatchNode(const std::string &name) {
     ScopedTrace trace(mHal.GetTrace(), "CleanWatchNode");
     State &state = *mState;
     std::lock_guard<std::mutex> lock(state.mutex);
@@ -148,8 +142,7 @@ void WatchDog::CleanWatchNode(const std::string &name)
     Broadcast();
 }
 
-bool WatchDog::IsTimeout()
-{
+bool WatchDog::IsTimeout() {
     ScopedTrace trace(mHal.GetTrace(), "WatchDog");
     std::lock_guard<std::mutex> lock(mState->mutex);
     uint64_t now = VyrHal::MonoTimeMs();
@@ -166,15 +159,13 @@ bool WatchDog::IsTimeout()
     return timeout;
 }
 
-void WatchDog::ThreadBroadcast()
-{
+void WatchDog::ThreadBroadcast() {
     ScopedTrace trace(mHal.GetTrace(), "ThdBroadcast");
     std::lock_guard<std::mutex> lock(mState->mutex);
     Broadcast();
 }
 
-bool WatchDog::SleepTick(std::unique_lock<std::mutex> &lock, uint32_t tickMs)
-{
+bool WatchDog::SleepTick(std::unique_lock<std::mutex> &lock, uint32_t tickMs) {
     timespec deadline{};
     clock_gettime(CLOCK_MONOTONIC, &deadline);
     deadline.tv_sec += static_cast<time_t>(tickMs / 1000);
@@ -192,8 +183,7 @@ bool WatchDog::SleepTick(std::unique_lock<std::mutex> &lock, uint32_t tickMs)
     return mState->running;
 }
 
-void WatchDog::ThreadProcess()
-{
+void WatchDog::ThreadProcess() {
     // Declared before any lock so that it is released last.
     std::shared_ptr<State> state = mState;
     LOGI("thread starting.");
@@ -235,21 +225,18 @@ void WatchDog::ThreadProcess()
     // From here on the module may be gone; only `state` is used.
 }
 
-std::map<std::string, WatchNode> WatchDog::GetNodes()
-{
+std::map<std::string, WatchNode> WatchDog::GetNodes() {
     std::lock_guard<std::mutex> lock(mState->mutex);
     return mState->nodes;
 }
 
-bool WatchDog::IsRunning()
-{
+bool WatchDog::IsRunning() {
     std::lock_guard<std::mutex> lock(mState->mutex);
     return mState->running;
 }
 
 ScopedWatchNode::ScopedWatchNode(WatchDog *dog, const std::string &name, uint64_t expectMs)
-    : mDog(dog)
-{
+    : mDog(dog) {
     if (mDog != nullptr) {
         mName = name;
         mDog->ResetWatchNode(mName, expectMs);
@@ -257,12 +244,9 @@ ScopedWatchNode::ScopedWatchNode(WatchDog *dog, const std::string &name, uint64_
 }
 
 ScopedWatchNode::ScopedWatchNode(WatchDog &dog, const std::string &name, uint64_t expectMs)
-    : ScopedWatchNode(&dog, name, expectMs)
-{
-}
+    : ScopedWatchNode(&dog, name, expectMs) {}
 
-ScopedWatchNode::~ScopedWatchNode()
-{
+ScopedWatchNode::~ScopedWatchNode() {
     if (mDog != nullptr) {
         mDog->CleanWatchNode(mName);
     }

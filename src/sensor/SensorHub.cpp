@@ -37,8 +37,7 @@ struct SensorHubGate {
     SensorHub *hub = nullptr;
     int active = 0;
 
-    SensorHub *Enter()
-    {
+    SensorHub *Enter() {
         std::lock_guard<std::mutex> lock(mutex);
         if (hub != nullptr) {
             ++active;
@@ -46,8 +45,7 @@ struct SensorHubGate {
         return hub;
     }
 
-    void Leave()
-    {
+    void Leave() {
         std::lock_guard<std::mutex> lock(mutex);
         if (--active == 0) {
             cond.notify_all();
@@ -55,8 +53,7 @@ struct SensorHubGate {
     }
 
     // Bounded on the way out of an SOS, which may start inside a callback.
-    void Close(bool bounded)
-    {
+    void Close(bool bounded) {
         std::unique_lock<std::mutex> lock(mutex);
         hub = nullptr;
         if (bounded) {
@@ -70,8 +67,7 @@ struct SensorHubGate {
 namespace {
 
 // Gates stay reachable for the leak checker.
-SensorHubGate *NewGate(SensorHub *hub)
-{
+SensorHubGate *NewGate(SensorHub *hub) {
     static std::mutex keepMutex;
     static auto *keep = new std::vector<SensorHubGate *>();
     auto *gate = new SensorHubGate();
@@ -83,12 +79,10 @@ SensorHubGate *NewGate(SensorHub *hub)
 
 class GateCall {
 public:
-    explicit GateCall(void *cookie) : mGate(static_cast<SensorHubGate *>(cookie))
-    {
+    explicit GateCall(void *cookie) : mGate(static_cast<SensorHubGate *>(cookie)) {
         mHub = mGate != nullptr ? mGate->Enter() : nullptr;
     }
-    ~GateCall()
-    {
+    ~GateCall() {
         if (mHub != nullptr) {
             mGate->Leave();
         }
@@ -112,13 +106,11 @@ struct SensorHub::PrivateSensorRow {
 };
 
 SensorHub::SensorHub(VyrHal &hal)
-    : ModuleBase("SensorHub", hal), mQueue(std::make_shared<QueueState>()), mGate(NewGate(this))
-{
+    : ModuleBase("SensorHub", hal), mQueue(std::make_shared<QueueState>()), mGate(NewGate(this)) {
     mFusionConfig.channelRates.assign(FUSION_SENSE_CHANNELS, 0.0f);
 }
 
-SensorHub::~SensorHub()
-{
+SensorHub::~SensorHub() {
     LOGI("+");
     if (!mStopped) {
         StopThread();
@@ -131,8 +123,7 @@ SensorHub::~SensorHub()
     mSensorLib.reset();
 }
 
-bool SensorHub::PreInit()
-{
+bool SensorHub::PreInit() {
     LOGI("+");
     InitFusionSensor();
     static const PrivateSensorRow kBetaRows[] = {
@@ -201,8 +192,7 @@ bool SensorHub::PreInit()
     return true;
 }
 
-void SensorHub::InitFusionSensor()
-{
+void SensorHub::InitFusionSensor() {
     if (!mHal.GetSysfs().HasXmlConfig("fusionsense")) {
         return;
     }
@@ -224,8 +214,7 @@ void SensorHub::InitFusionSensor()
     }
 }
 
-void SensorHub::AddPrivateRows(const PrivateSensorRow *rows, size_t count)
-{
+void SensorHub::AddPrivateRows(const PrivateSensorRow *rows, size_t count) {
     for (size_t i = 0; i < count; ++i) {
         AddPrivateSensor(rows[i].type, rows[i].name, rows[i].onChange ? "onchange" : "continue");
         if (rows[i].typeText != nullptr) {
@@ -235,8 +224,7 @@ void SensorHub::AddPrivateRows(const PrivateSensorRow *rows, size_t count)
 }
 
 void SensorHub::AddPrivateSensor(int32_t type, const std::string &name,
-                                 const std::string &reportMode)
-{
+                                 const std::string &reportMode) {
     for (const VyrSensor &sensor : mPrivateSensors) {
         if (sensor.type == type) {
             return;
@@ -253,8 +241,7 @@ void SensorHub::AddPrivateSensor(int32_t type, const std::string &name,
     mPrivateSensors.push_back(std::move(sensor));
 }
 
-bool SensorHub::LastInit()
-{
+bool SensorHub::LastInit() {
     LOGI("+");
     if (mThread.joinable()) {
         return true;
@@ -271,8 +258,7 @@ bool SensorHub::LastInit()
     return true;
 }
 
-void SensorHub::Uninit()
-{
+void SensorHub::Uninit() {
     LOGI("+");
     if (!mStopped) {
         StopThread();
@@ -284,8 +270,7 @@ void SensorHub::Uninit()
 // ending the process (SOS from a message: exit() runs the destructors on
 // it), and an SOS while the thread hangs, which is what a watch node timeout
 // means; then the thread is left to the end of the process.
-void SensorHub::StopThread()
-{
+void SensorHub::StopThread() {
     mStopped = true;
     std::shared_ptr<QueueState> state = mQueue;
     {
@@ -312,8 +297,7 @@ void SensorHub::StopThread()
     mThread.join();
 }
 
-void SensorHub::CloseCallbacks()
-{
+void SensorHub::CloseCallbacks() {
     mGate->Close(mHal.IsDoingSos());
     // No callback of either library reaches the hub from here on; the
     // fusion channel is closed as well, so its thread stops.
@@ -327,8 +311,7 @@ void SensorHub::CloseCallbacks()
     }
 }
 
-bool SensorHub::InitVyrd()
-{
+bool SensorHub::InitVyrd() {
     LOGI("+");
     return AddCmd("fusionConfig",
                   [this](const std::string, const std::string param, std::vector<uint8_t> &out) {
@@ -347,8 +330,7 @@ void SensorHub::EnableConnectSensor(bool) {}
 // ---------------------------------------------------------------------------
 // Posting
 
-void SensorHub::PostMessage(uint32_t tag, const void *payload, size_t size)
-{
+void SensorHub::PostMessage(uint32_t tag, const void *payload, size_t size) {
     QueueState &state = *mQueue;
     std::lock_guard<std::mutex> lock(state.mutex);
     SensorMessage *msg = state.pending.Append();
@@ -366,8 +348,7 @@ void SensorHub::PostMessage(uint32_t tag, const void *payload, size_t size)
     }
 }
 
-bool SensorHub::FillSetting(SensorSetting &setting, const std::string &caller)
-{
+bool SensorHub::FillSetting(SensorSetting &setting, const std::string &caller) {
     memset(&setting, 0, sizeof(setting));
     errno_t err = memcpy_s(setting.name, sizeof(setting.name), caller.c_str(), caller.size() + 1);
     if (err != EOK) {
@@ -378,8 +359,7 @@ bool SensorHub::FillSetting(SensorSetting &setting, const std::string &caller)
 }
 
 bool SensorHub::SetSensorEnable(const std::string &caller, int32_t type, bool enable, int32_t rate,
-                                int64_t batch, bool wakeup)
-{
+                                int64_t batch, bool wakeup) {
     SensorSetting setting;
     if (!FillSetting(setting, caller)) {
         return false;
@@ -393,8 +373,7 @@ bool SensorHub::SetSensorEnable(const std::string &caller, int32_t type, bool en
     return true;
 }
 
-void SensorHub::DisableClient(const std::string client)
-{
+void SensorHub::DisableClient(const std::string client) {
     SensorSetting setting;
     if (!FillSetting(setting, client)) {
         return;
@@ -402,34 +381,28 @@ void SensorHub::DisableClient(const std::string client)
     PostMessage(SENSOR_MSG_CLIENT_DIED, &setting, sizeof(setting));
 }
 
-void SensorHub::SensorIdle(bool enter, int32_t rate)
-{
+void SensorHub::SensorIdle(bool enter, int32_t rate) {
     SensorIdleSetting idle{enter, rate};
     PostMessage(SENSOR_MSG_IDLE, &idle, sizeof(idle));
 }
 
-void SensorHub::DisableAllSensors()
-{
+void SensorHub::DisableAllSensors() {
     PostMessage(SENSOR_MSG_DISABLE_ALL, nullptr, 0);
 }
 
-void SensorHub::RequestFusionSetting()
-{
+void SensorHub::RequestFusionSetting() {
     PostMessage(SENSOR_MSG_FUSION, nullptr, 0);
 }
 
-void SensorHub::PushSensorEvent(const ASensorEvent &event)
-{
+void SensorHub::PushSensorEvent(const ASensorEvent &event) {
     PostMessage(SENSOR_MSG_DATA, &event, sizeof(event));
 }
 
-void SensorHub::PushSensorEvents(const std::vector<ASensorEvent> &events)
-{
+void SensorHub::PushSensorEvents(const std::vector<ASensorEvent> &events) {
     PushSensorEvents(events.data(), events.size());
 }
 
-void SensorHub::PushSensorEvents(const ASensorEvent *events, size_t count)
-{
+void SensorHub::PushSensorEvents(const ASensorEvent *events, size_t count) {
     if (events == nullptr || count == 0) {
         return;
     }
@@ -451,8 +424,7 @@ void SensorHub::PushSensorEvents(const ASensorEvent *events, size_t count)
     }
 }
 
-bool SensorHub::WaitQueueEmpty(int timeoutMs)
-{
+bool SensorHub::WaitQueueEmpty(int timeoutMs) {
     QueueState &state = *mQueue;
     std::unique_lock<std::mutex> lock(state.mutex);
     uint64_t target = state.posted;
@@ -471,8 +443,7 @@ bool SensorHub::WaitQueueEmpty(int timeoutMs)
 // holds it for every message) or may run on the way out of an SOS, when the
 // thread may hang with the mutex held: then it gives up after a while, so
 // that the process can still end.
-bool SensorHub::LockFromOutside(std::unique_lock<std::mutex> &lock)
-{
+bool SensorHub::LockFromOutside(std::unique_lock<std::mutex> &lock) {
     if (mThreadId.load() == std::this_thread::get_id()) {
         return true;
     }
@@ -492,8 +463,7 @@ bool SensorHub::LockFromOutside(std::unique_lock<std::mutex> &lock)
     return true;
 }
 
-bool SensorHub::RegisterSensorCallback(const std::string &name, SensorCallback callback)
-{
+bool SensorHub::RegisterSensorCallback(const std::string &name, SensorCallback callback) {
     if (!callback) {
         return false;
     }
@@ -514,8 +484,7 @@ bool SensorHub::RegisterSensorCallback(const std::string &name, SensorCallback c
     return false;
 }
 
-void SensorHub::UnregisterSensorCallback(const std::string &name)
-{
+void SensorHub::UnregisterSensorCallback(const std::string &name) {
     std::unique_lock<std::mutex> lock;
     if (!LockFromOutside(lock)) {
         return;
@@ -527,8 +496,7 @@ void SensorHub::UnregisterSensorCallback(const std::string &name)
 // ---------------------------------------------------------------------------
 // The thread
 
-void SensorHub::ThreadProcess(std::shared_ptr<QueueState> state)
-{
+void SensorHub::ThreadProcess(std::shared_ptr<QueueState> state) {
     LOGI("thread starting.");
     SetThreadName(mName);
     mThreadId.store(std::this_thread::get_id());
@@ -574,8 +542,7 @@ void SensorHub::ThreadProcess(std::shared_ptr<QueueState> state)
     state->syncCond.notify_all();
 }
 
-void SensorHub::HandleMessage(SensorMessage &msg, bool flag)
-{
+void SensorHub::HandleMessage(SensorMessage &msg, bool flag) {
     switch (msg.tag) {
         case SENSOR_MSG_DATA:
             ProcessSensorData(msg.event, flag);
@@ -608,8 +575,7 @@ void SensorHub::HandleMessage(SensorMessage &msg, bool flag)
 // ---------------------------------------------------------------------------
 // Connection to the sensor service
 
-void SensorHub::SensorEventCallback(const ASensorEvent *event, bool ok, void *cookie)
-{
+void SensorHub::SensorEventCallback(const ASensorEvent *event, bool ok, void *cookie) {
     GateCall call(cookie);
     if (call.Hub() == nullptr) {
         return;
@@ -625,8 +591,7 @@ void SensorHub::SensorEventCallback(const ASensorEvent *event, bool ok, void *co
     }
 }
 
-void SensorHub::FusionCallback(FSEventStruct &frame, bool reset, void *cookie)
-{
+void SensorHub::FusionCallback(FSEventStruct &frame, bool reset, void *cookie) {
     GateCall call(cookie);
     SensorHub *hub = call.Hub();
     if (hub == nullptr) {
@@ -639,8 +604,7 @@ void SensorHub::FusionCallback(FSEventStruct &frame, bool reset, void *cookie)
     hub->ProcessFusionData(frame);
 }
 
-void SensorHub::OnSensorEvent(const ASensorEvent &event, bool ok)
-{
+void SensorHub::OnSensorEvent(const ASensorEvent &event, bool ok) {
     if (!ok) {
         std::unique_lock<std::mutex> lock;
         if (!LockFromOutside(lock)) {
@@ -660,8 +624,7 @@ void SensorHub::OnSensorEvent(const ASensorEvent &event, bool ok)
     LOGD("sensor = %d, type=%d get one event", event.sensor, event.type);
 }
 
-void SensorHub::ConnectSensorHidl()
-{
+void SensorHub::ConnectSensorHidl() {
     if (mSensorCount != 0) {
         return;
     }
@@ -710,8 +673,7 @@ void SensorHub::ConnectSensorHidl()
     mSensorCount = count;
 }
 
-void SensorHub::RestoreSensorState(VyrSensor &sensor)
-{
+void SensorHub::RestoreSensorState(VyrSensor &sensor) {
     const auto &saved = mSensorState[0];
     auto it = saved.find(sensor.type);
     if (it == saved.end()) {
@@ -723,8 +685,7 @@ void SensorHub::RestoreSensorState(VyrSensor &sensor)
     sensor.rate = it->second.first;
 }
 
-VyrSensor *SensorHub::FindSensor(uint32_t type, bool wakeup)
-{
+VyrSensor *SensorHub::FindSensor(uint32_t type, bool wakeup) {
     const int32_t wanted = static_cast<int32_t>(type);
     for (VyrSensor &sensor : mPrivateSensors) {
         if (sensor.type == wanted) {
@@ -748,8 +709,7 @@ VyrSensor *SensorHub::FindSensor(uint32_t type, bool wakeup)
     return last;
 }
 
-VyrSensor &SensorHub::HandleToSensor(int32_t handle)
-{
+VyrSensor &SensorHub::HandleToSensor(int32_t handle) {
     for (VyrSensor &sensor : mPrivateSensors) {
         if (sensor.handle == handle) {
             return sensor;
@@ -767,8 +727,7 @@ VyrSensor &SensorHub::HandleToSensor(int32_t handle)
     return none;
 }
 
-bool SensorHub::IsSensorContinuous(unsigned type)
-{
+bool SensorHub::IsSensorContinuous(unsigned type) {
     std::lock_guard<std::mutex> lock(mLock);
     for (const VyrSensor &sensor : mSensors) {
         if (sensor.type == static_cast<int32_t>(type) && sensor.continuous) {
@@ -781,8 +740,7 @@ bool SensorHub::IsSensorContinuous(unsigned type)
 // ---------------------------------------------------------------------------
 // Samples, deaths, idle
 
-void SensorHub::ProcessSensorData(ASensorEvent &event, bool flag)
-{
+void SensorHub::ProcessSensorData(ASensorEvent &event, bool flag) {
     SetEventArrivalMs(event, VyrHal::RealTimeMs());
     // A callback may register or drop callbacks: each entry is held while it
     // runs, and after a change of the map the walk goes on by name.
@@ -813,8 +771,7 @@ void SensorHub::ProcessSensorData(ASensorEvent &event, bool flag)
          static_cast<unsigned long>(VyrHal::BootTimeNs() - static_cast<uint64_t>(event.timestamp)));
 }
 
-void SensorHub::ProcessClientDied(SensorSetting &setting)
-{
+void SensorHub::ProcessClientDied(SensorSetting &setting) {
     auto connections = mConnections;
     std::string client(setting.name, strnlen(setting.name, sizeof(setting.name)));
     for (const auto &[type, callers] : connections) {
@@ -837,8 +794,7 @@ void SensorHub::ProcessClientDied(SensorSetting &setting)
     }
 }
 
-void SensorHub::ProcessSensorIdle(bool enter, int32_t rate)
-{
+void SensorHub::ProcessSensorIdle(bool enter, int32_t rate) {
     if (enter == mIdle.load()) {
         return;
     }
@@ -866,14 +822,12 @@ void SensorHub::ProcessSensorIdle(bool enter, int32_t rate)
     mIdle.store(enter);
 }
 
-void SensorHub::ResetSensorIdle()
-{
+void SensorHub::ResetSensorIdle() {
     mIdle.store(false);
     mIdleRequestTime.store(0);
 }
 
-void SensorHub::ProcessDisableAll()
-{
+void SensorHub::ProcessDisableAll() {
     for (VyrSensor &sensor : mSensors) {
         if (!sensor.enable) {
             continue;
@@ -886,8 +840,7 @@ void SensorHub::ProcessDisableAll()
 // ---------------------------------------------------------------------------
 // Snapshots
 
-bool SensorHub::GetSensor(int32_t type, bool wakeup, VyrSensor &out)
-{
+bool SensorHub::GetSensor(int32_t type, bool wakeup, VyrSensor &out) {
     std::lock_guard<std::mutex> lock(mLock);
     const VyrSensor *found = nullptr;
     for (const VyrSensor &sensor : mPrivateSensors) {
@@ -911,27 +864,23 @@ bool SensorHub::GetSensor(int32_t type, bool wakeup, VyrSensor &out)
     return true;
 }
 
-std::vector<VyrSensor> SensorHub::GetSensors()
-{
+std::vector<VyrSensor> SensorHub::GetSensors() {
     std::lock_guard<std::mutex> lock(mLock);
     return mSensors;
 }
 
-std::vector<VyrSensor> SensorHub::GetPrivateSensors()
-{
+std::vector<VyrSensor> SensorHub::GetPrivateSensors() {
     std::lock_guard<std::mutex> lock(mLock);
     return mPrivateSensors;
 }
 
-std::map<int32_t, std::pair<int32_t, int64_t>> SensorHub::GetSensorState()
-{
+std::map<int32_t, std::pair<int32_t, int64_t>> SensorHub::GetSensorState() {
     std::lock_guard<std::mutex> lock(mLock);
     auto it = mSensorState.find(0);
     return it == mSensorState.end() ? std::map<int32_t, std::pair<int32_t, int64_t>>() : it->second;
 }
 
-bool SensorHub::IsConnected()
-{
+bool SensorHub::IsConnected() {
     std::lock_guard<std::mutex> lock(mLock);
     return mSensorCount != 0;
 }

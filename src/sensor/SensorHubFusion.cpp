@@ -26,8 +26,7 @@ constexpr uint64_t kFusionExpectMs = 20000;
 
 }  // namespace
 
-bool SensorHub::FusionSenseSetting(VyrSensor &sensor)
-{
+bool SensorHub::FusionSenseSetting(VyrSensor &sensor) {
     if (mFusionLib == nullptr) {
         mFusionLib.reset(new (std::nothrow) LibVyrFusion());
         if (mFusionLib == nullptr || !mFusionLib->Init()) {
@@ -81,19 +80,16 @@ bool SensorHub::FusionSenseSetting(VyrSensor &sensor)
     return true;
 }
 
-FusionSenseConfig SensorHub::GetFusionConfig()
-{
+FusionSenseConfig SensorHub::GetFusionConfig() {
     std::lock_guard<std::mutex> lock(mLock);
     return mFusionConfig;
 }
 
-void SensorHub::ProcessFusionData(FSEventStruct &frame)
-{
+void SensorHub::ProcessFusionData(FSEventStruct &frame) {
     ProcessFusionData(frame, VyrHal::BootTimeNs());
 }
 
-void SensorHub::ProcessFusionData(FSEventStruct &frame, uint64_t nowBootNs)
-{
+void SensorHub::ProcessFusionData(FSEventStruct &frame, uint64_t nowBootNs) {
     ScopedWatchNode node(mHal.HasWatchdog() ? &mHal.GetWatchdog() : nullptr, "ProcessFusionData934",
                          kFusionExpectMs);
     ScopedTrace trace(mHal.GetTrace(), "ProcessFusionData");
@@ -141,8 +137,7 @@ void SensorHub::ProcessFusionData(FSEventStruct &frame, uint64_t nowBootNs)
     ProcessFusionSense(frame);
 }
 
-void SensorHub::ProcessFusionSense(FSEventStruct &frame)
-{
+void SensorHub::ProcessFusionSense(FSEventStruct &frame) {
     ScopedTrace trace(mHal.GetTrace(), "ProcessFusionSense");
     if (frame.modeArg >= 1) {
         LOGE("sensorhub discard frame: %d", frame.modeArg);

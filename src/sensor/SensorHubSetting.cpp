@@ -17,8 +17,7 @@ constexpr int32_t kFusionChannelLast = 0x200000A;
 
 }  // namespace
 
-void SensorHub::ProcessSensorSetting(SensorSetting &setting)
-{
+void SensorHub::ProcessSensorSetting(SensorSetting &setting) {
     VyrSensor *sensor = FindSensor(static_cast<uint32_t>(setting.type), setting.wakeup);
     if (sensor == nullptr) {
         return;
@@ -45,8 +44,7 @@ void SensorHub::ProcessSensorSetting(SensorSetting &setting)
     RealSetSensorEnable(sensor, on, rate, static_cast<int32_t>(batch));
 }
 
-bool SensorHub::RealSetSensorEnable(VyrSensor *sensor, bool enable, int32_t rate, int32_t batch)
-{
+bool SensorHub::RealSetSensorEnable(VyrSensor *sensor, bool enable, int32_t rate, int32_t batch) {
     if (sensor == nullptr) {
         return false;
     }
@@ -105,8 +103,7 @@ bool SensorHub::RealSetSensorEnable(VyrSensor *sensor, bool enable, int32_t rate
     return true;
 }
 
-bool SensorHub::DataResampleSkip(ASensorEvent event, ResampleInfo &info)
-{
+bool SensorHub::DataResampleSkip(ASensorEvent event, ResampleInfo &info) {
     return DataResampleSkip(HandleToSensor(event.sensor), event, info);
 }
 
@@ -114,8 +111,7 @@ bool SensorHub::DataResampleSkip(ASensorEvent event, ResampleInfo &info)
 // fast stream is cut by time, a moderately fast one by dropping every n-th
 // event.
 bool SensorHub::DataResampleSkip(const VyrSensor &sensor, const ASensorEvent &event,
-                                 ResampleInfo &info)
-{
+                                 ResampleInfo &info) {
     if (!sensor.continuous || sensor.sensorPtr == nullptr) {
         return false;
     }

@@ -2,14 +2,12 @@
 
 #include <new>
 
-SensorQueue::~SensorQueue()
-{
+SensorQueue::~SensorQueue() {
     Free(mHead);
     Free(mSpare);
 }
 
-void SensorQueue::Free(Chunk *chain)
-{
+void SensorQueue::Free(Chunk *chain) {
     while (chain != nullptr) {
         Chunk *next = chain->next;
         delete chain;
@@ -17,8 +15,7 @@ void SensorQueue::Free(Chunk *chain)
     }
 }
 
-SensorMessage *SensorQueue::Append()
-{
+SensorMessage *SensorQueue::Append() {
     if (mTail == nullptr || mTail->count == Chunk::kCapacity) {
         Chunk *chunk = mSpare;
         if (chunk != nullptr) {
@@ -42,16 +39,14 @@ SensorMessage *SensorQueue::Append()
     return &mTail->messages[mTail->count++];
 }
 
-SensorQueue::Chunk *SensorQueue::TakeAll()
-{
+SensorQueue::Chunk *SensorQueue::TakeAll() {
     Chunk *chain = mHead;
     mHead = nullptr;
     mTail = nullptr;
     return chain;
 }
 
-void SensorQueue::Recycle(Chunk *chain)
-{
+void SensorQueue::Recycle(Chunk *chain) {
     while (chain != nullptr && mSpareCount < kMaxSpare) {
         Chunk *next = chain->next;
         chain->next = mSpare;

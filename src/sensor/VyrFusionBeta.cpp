@@ -5,7 +5,6 @@
 
 VyrFusionBeta::VyrFusionBeta(VyrHal &hal) : mLog(hal) {}
 
-void VyrFusionBeta::ProcessFusionBeta(FSEventStruct &frame)
-{
+void VyrFusionBeta::ProcessFusionBeta(FSEventStruct &frame) {
     LOGW("beta frame mode: %d size: %zu not decoded, dropped", frame.mode, frame.data.size());
 }

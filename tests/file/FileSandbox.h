@@ -11,8 +11,7 @@ namespace vyr_file_test {
 
 class FileSandbox : public vyrtest::UnitSandbox {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         UnitSandbox::SetUp();
         mHal = &SharedHal();
         mHal->SetLogLevel(3);
@@ -23,8 +22,7 @@ protected:
     std::string TakeLog() { return mHal->TakeText(); }
 
     // One per process: the file classes keep a reference to it.
-    static VyrHal &SharedHal()
-    {
+    static VyrHal &SharedHal() {
         static VyrHal &hal = NewHal();
         return hal;
     }

@@ -17,8 +17,7 @@ using vyrtest::HalFixture;
 
 namespace {
 
-std::string Shell(const std::string &command)
-{
+std::string Shell(const std::string &command) {
     std::string output;
     FILE *pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) {
@@ -34,8 +33,7 @@ std::string Shell(const std::string &command)
 
 }  // namespace
 
-TEST(HalExports, OnlyTheTwoEntryPointsAreExported)
-{
+TEST(HalExports, OnlyTheTwoEntryPointsAreExported) {
     std::string symbols = Shell(std::string("nm -D --defined-only ") + VYR_LIB_PATH);
     std::regex row("^[0-9a-f]+ ([A-Za-z]) (\\S+)$");
     std::vector<std::string> ours;
@@ -50,8 +48,7 @@ TEST(HalExports, OnlyTheTwoEntryPointsAreExported)
     EXPECT_EQ(ours, (std::vector<std::string>{"get_vyr_hal_stub", "get_vyr_hal_version"}));
 }
 
-TEST_F(HalFixture, StubReturnsTheSameTableAndVersion)
-{
+TEST_F(HalFixture, StubReturnsTheSameTableAndVersion) {
     mLib = dlopen(VYR_LIB_PATH, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(mLib, nullptr);
     auto stub = reinterpret_cast<get_vyr_hal_stub_t>(dlsym(mLib, "get_vyr_hal_stub"));
@@ -63,8 +60,7 @@ TEST_F(HalFixture, StubReturnsTheSameTableAndVersion)
     EXPECT_TRUE(WaitForLog("I vyr_tolvi: get_vyr_hal_stub enter"));
 }
 
-TEST_F(HalFixture, StartsInOrderAndPublishesState)
-{
+TEST_F(HalFixture, StartsInOrderAndPublishesState) {
     ASSERT_EQ(StartHal(), 0);
     std::string log = Logcat();
     size_t hub = log.find("init module: SensorHub");
@@ -82,8 +78,7 @@ TEST_F(HalFixture, StartsInOrderAndPublishesState)
     EXPECT_EQ(Property("odm.vyr.hal_status"), "34");
 }
 
-TEST_F(HalFixture, SecondInitOnlyReplacesTheCallback)
-{
+TEST_F(HalFixture, SecondInitOnlyReplacesTheCallback) {
     ASSERT_EQ(StartHal(), 0);
     ASSERT_EQ(StartHal(), 0);
     std::string log = Logcat();
@@ -93,8 +88,7 @@ TEST_F(HalFixture, SecondInitOnlyReplacesTheCallback)
     EXPECT_EQ(Property("odm.vyr.dae_reboot_times"), "1");
 }
 
-TEST_F(HalFixture, RebootCounterGrowsAcrossStarts)
-{
+TEST_F(HalFixture, RebootCounterGrowsAcrossStarts) {
     vyrsim::SandboxOptions options;
     options.properties["odm.vyr.dae_reboot_times"] = "41";
     MakeSandbox(options);
@@ -102,15 +96,13 @@ TEST_F(HalFixture, RebootCounterGrowsAcrossStarts)
     EXPECT_EQ(Property("odm.vyr.dae_reboot_times"), "42");
 }
 
-TEST_F(HalFixture, NullTraceHooksAreAcceptedWithAnErrorLine)
-{
+TEST_F(HalFixture, NullTraceHooksAreAcceptedWithAnErrorLine) {
     vyr_sys_device_t partial{nullptr, nullptr, nullptr};
     ASSERT_EQ(StartHal(&partial), 0);
     EXPECT_TRUE(LogcatHas("get VyrSys trace interface fail, using default setting."));
 }
 
-TEST_F(HalFixture, HelpListsSortedNamesWithoutHeader)
-{
+TEST_F(HalFixture, HelpListsSortedNamesWithoutHeader) {
     ASSERT_EQ(StartHal(), 0);
     std::string help = Run("help");
     EXPECT_THAT(help, Not(HasSubstr("support below")));
@@ -120,16 +112,15 @@ TEST_F(HalFixture, HelpListsSortedNamesWithoutHeader)
         names.push_back(line);
     }
     EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
-    for (const char *name : {"SCREEN_OFF", "SCREEN_ON", "USER_PRESENT", "callback",
-                             "client-disable", "fmqSize", "help", "loglevel", "power_time",
-                             "reboot", "starttime", "systrace", "version"}) {
+    for (const char *name :
+         {"SCREEN_OFF", "SCREEN_ON", "USER_PRESENT", "callback", "client-disable", "fmqSize",
+          "help", "loglevel", "power_time", "reboot", "starttime", "systrace", "version"}) {
         EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
     }
     EXPECT_EQ(help.back(), '\n');
 }
 
-TEST_F(HalFixture, LogLevelCommand)
-{
+TEST_F(HalFixture, LogLevelCommand) {
     ASSERT_EQ(StartHal(), 0);
     EXPECT_EQ(Run("loglevel"), "3");
     EXPECT_EQ(Run("loglevel", "4"), "4");
@@ -144,8 +135,7 @@ TEST_F(HalFixture, LogLevelCommand)
     EXPECT_EQ(Run("loglevel"), "5");
 }
 
-TEST_F(HalFixture, LookupIgnoresCaseAndTrimsNonLetters)
-{
+TEST_F(HalFixture, LookupIgnoresCaseAndTrimsNonLetters) {
     ASSERT_EQ(StartHal(), 0);
     EXPECT_EQ(Run("screen_off"), "receive screen off");
     EXPECT_EQ(Property("odm.vyr.hal_status"), "32");
@@ -158,8 +148,7 @@ TEST_F(HalFixture, LookupIgnoresCaseAndTrimsNonLetters)
     EXPECT_EQ(Run("USER_PRESENT"), "receive user present");
 }
 
-TEST_F(HalFixture, CallbackCommandInjectsAResult)
-{
+TEST_F(HalFixture, CallbackCommandInjectsAResult) {
     ASSERT_EQ(StartHal(), 0);
     EXPECT_EQ(Run("callback", "a,b"), "usage: vyrd callback client,eventType,eventCode");
     EXPECT_EQ(Run("callback"), "usage: vyrd callback client,eventType,eventCode");
@@ -173,8 +162,7 @@ TEST_F(HalFixture, CallbackCommandInjectsAResult)
     EXPECT_EQ(msgs[0].data, (std::vector<int32_t>{1, 0}));
 }
 
-TEST_F(HalFixture, FmqSizeWithoutCameraIs4096)
-{
+TEST_F(HalFixture, FmqSizeWithoutCameraIs4096) {
     ASSERT_EQ(StartHal(), 0);
     std::vector<uint8_t> out = RunRaw("fmqSize");
     ASSERT_EQ(out.size(), 4u);
@@ -183,15 +171,13 @@ TEST_F(HalFixture, FmqSizeWithoutCameraIs4096)
     EXPECT_EQ(size, 4096);
 }
 
-TEST_F(HalFixture, ClientDisableNamesTheSender)
-{
+TEST_F(HalFixture, ClientDisableNamesTheSender) {
     ASSERT_EQ(StartHal(), 0);
     EXPECT_EQ(Run("client-disable", "", "com.app"), "com.app disable ok");
     EXPECT_TRUE(LogcatHas("client: com.app"));
 }
 
-TEST_F(HalFixture, VersionStartTimeAndSystrace)
-{
+TEST_F(HalFixture, VersionStartTimeAndSystrace) {
     ASSERT_EQ(StartHal(), 0);
     std::string versions = Run("version");
     EXPECT_THAT(versions, HasSubstr("VyrHal/Version:1.5.2/"));
@@ -205,8 +191,7 @@ TEST_F(HalFixture, VersionStartTimeAndSystrace)
     EXPECT_EQ(Run("systrace", "0"), "false");
 }
 
-TEST_F(HalFixture, GetDataAnswersThroughTheTable)
-{
+TEST_F(HalFixture, GetDataAnswersThroughTheTable) {
     ASSERT_EQ(StartHal(), 0);
     std::vector<uint8_t> out;
     EXPECT_EQ(Ops().vyr_get_data("unknown", 12, out), 0);
@@ -218,8 +203,7 @@ TEST_F(HalFixture, GetDataAnswersThroughTheTable)
 // The SOS path ends the process: run it in a child.
 class SosTest : public HalFixture {
 protected:
-    int RebootInChild()
-    {
+    int RebootInChild() {
         pid_t pid = fork();
         if (pid == 0) {
             if (StartHal() != 0) {
@@ -234,8 +218,7 @@ protected:
     }
 };
 
-TEST_F(SosTest, RebootExitsWithZero)
-{
+TEST_F(SosTest, RebootExitsWithZero) {
     int status = RebootInChild();
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);
@@ -245,8 +228,7 @@ TEST_F(SosTest, RebootExitsWithZero)
 // A null notify callback reached by a result is a missing member: SOS.
 class NullNotifySos : public HalFixture {
 protected:
-    int SosInChild()
-    {
+    int SosInChild() {
         pid_t pid = fork();
         if (pid == 0) {
             mLib = dlopen(VYR_LIB_PATH, RTLD_NOW | RTLD_LOCAL);
@@ -266,8 +248,7 @@ protected:
     }
 };
 
-TEST_F(NullNotifySos, ExitsWithZeroWithoutDump)
-{
+TEST_F(NullNotifySos, ExitsWithZeroWithoutDump) {
     MakeSandbox(vyrsim::SandboxOptions());
     int status = SosInChild();
     ASSERT_TRUE(WIFEXITED(status)) << status;
@@ -278,8 +259,7 @@ TEST_F(NullNotifySos, ExitsWithZeroWithoutDump)
     EXPECT_EQ(Property("odm.vyr.dae_alive"), "true");
 }
 
-TEST_F(NullNotifySos, AbortsOnTheAssertionWhenADumpIsWanted)
-{
+TEST_F(NullNotifySos, AbortsOnTheAssertionWhenADumpIsWanted) {
     vyrsim::SandboxOptions options;
     options.properties["persist.odm.vyr.sos_dump"] = "1";
     MakeSandbox(options);

@@ -7,15 +7,13 @@
 namespace {
 
 std::string Call(ServerCmds &cmds, const std::string &name, const std::string &param = "",
-                 const std::string &client = "c")
-{
+                 const std::string &client = "c") {
     std::vector<uint8_t> out;
     cmds.HandleCmd(client, name, std::vector<uint8_t>(param.begin(), param.end()), out);
     return std::string(out.begin(), out.end());
 }
 
-VyrCmdFunc Answer(const std::string &text)
-{
+VyrCmdFunc Answer(const std::string &text) {
     return [text](const std::string, const std::string param, std::vector<uint8_t> &out) {
         SetReply(out, text + ":" + param);
     };
@@ -29,8 +27,7 @@ protected:
 
 }  // namespace
 
-TEST_F(ServerCmdsTest, FirstRowOfTwoCaseVariantsWinsAndDuplicatesAreDropped)
-{
+TEST_F(ServerCmdsTest, FirstRowOfTwoCaseVariantsWinsAndDuplicatesAreDropped) {
     EXPECT_TRUE(cmds.AddCmd("Flip", Answer("first")));
     EXPECT_TRUE(cmds.AddCmd("flip", Answer("second")));
     EXPECT_FALSE(cmds.AddCmd("flip", Answer("third")));
@@ -40,8 +37,7 @@ TEST_F(ServerCmdsTest, FirstRowOfTwoCaseVariantsWinsAndDuplicatesAreDropped)
     EXPECT_EQ(Call(cmds, "FLIP", "on"), "second:on");
 }
 
-TEST_F(ServerCmdsTest, NamesAreTrimmedOfNonLettersAtBothEnds)
-{
+TEST_F(ServerCmdsTest, NamesAreTrimmedOfNonLettersAtBothEnds) {
     ASSERT_TRUE(cmds.AddCmd("posture-on", Answer("p")));
     EXPECT_EQ(Call(cmds, " \tposture-on\r\n"), "p:");
     EXPECT_EQ(Call(cmds, "1posture-on2"), "p:");
@@ -51,16 +47,14 @@ TEST_F(ServerCmdsTest, NamesAreTrimmedOfNonLettersAtBothEnds)
     EXPECT_EQ(Call(cmds, "-=-", "", "app"), "app send unsupported command !");
 }
 
-TEST_F(ServerCmdsTest, HelpListsNamesInByteOrder)
-{
+TEST_F(ServerCmdsTest, HelpListsNamesInByteOrder) {
     ASSERT_TRUE(cmds.AddCmd("b", Answer("")));
     ASSERT_TRUE(cmds.AddCmd("B", Answer("")));
     ASSERT_TRUE(cmds.AddCmd("a", Answer("")));
     EXPECT_EQ(Call(cmds, "help"), "B\na\nb\nhelp\n");
 }
 
-TEST_F(ServerCmdsTest, DataRequestsUseTheFixedClientNameAndSizeAsParameter)
-{
+TEST_F(ServerCmdsTest, DataRequestsUseTheFixedClientNameAndSizeAsParameter) {
     std::string seen;
     ASSERT_TRUE(cmds.AddCmd("blob", [&seen](const std::string client, const std::string param,
                                             std::vector<uint8_t> &out) {

@@ -26,7 +26,6 @@ struct LogcatLine {
 
 class LogSandbox : public vyrtest::UnitSandbox {
 protected:
-
     // Every logcat line so far whose message contains `part`.
     std::vector<LogcatLine> ParsedLogcat(const std::string &part = "") {
         static const std::regex kLine(
@@ -42,7 +41,6 @@ protected:
         }
         return lines;
     }
-
 };
 
 }  // namespace vyr_log_test

@@ -6,10 +6,10 @@
 #include <string>
 
 #include "platform/LibBase.h"
+#include "platform/LibTestSupport.h"
 #include "platform/LibVyrMonitor.h"
 #include "platform/LibVyrMotion.h"
 #include "platform/LibVyrSensor.h"
-#include "platform/LibTestSupport.h"
 
 namespace {
 
@@ -24,8 +24,7 @@ const std::string kPartial = std::string(VYR_TEST_LIB_DIR) + "/libvyr_twin_parti
 class TwinLib : public LibBase {
 public:
     bool Init() { return OpenLib("VyrTwin", ""); }
-    void LoadSymbols() override
-    {
+    void LoadSymbols() override {
         ++mLoads;
         VYR_LIB_SYMBOL(twin_first);
         VYR_LIB_SYMBOL(twin_second);
@@ -44,8 +43,7 @@ private:
 
 class LibBaseTest : public vyr_lib_test::LibSandbox {};
 
-TEST_F(LibBaseTest, OpensFromOdmFirst)
-{
+TEST_F(LibBaseTest, OpensFromOdmFirst) {
     Install(kFull, "/odm/lib64/libVyrTwin.so");
     Install(kPartial, "/vendor/lib64/libVyrTwin.so");
     TwinLib lib;
@@ -60,8 +58,7 @@ TEST_F(LibBaseTest, OpensFromOdmFirst)
     EXPECT_EQ(Count("E vyr_tolvi:"), 0u);
 }
 
-TEST_F(LibBaseTest, MissingInOdmFallsBackToVendorQuietly)
-{
+TEST_F(LibBaseTest, MissingInOdmFallsBackToVendorQuietly) {
     Install(kFull, "/vendor/lib64/libVyrTwin.so");
     TwinLib lib;
     ASSERT_TRUE(lib.Init());
@@ -71,8 +68,7 @@ TEST_F(LibBaseTest, MissingInOdmFallsBackToVendorQuietly)
     EXPECT_EQ(Count("E vyr_tolvi:"), 0u);
 }
 
-TEST_F(LibBaseTest, SuffixIsPartOfTheFileName)
-{
+TEST_F(LibBaseTest, SuffixIsPartOfTheFileName) {
     Install(kFull, "/vendor/lib64/libVyrTwin_v2.so");
     TwinLib lib;
     EXPECT_FALSE(TwinLib().Init());
@@ -81,8 +77,7 @@ TEST_F(LibBaseTest, SuffixIsPartOfTheFileName)
 
 // A library that lacks a symbol spoils the wrapper: the complete library of
 // the second directory opens and resolves, but cannot make it succeed.
-TEST_F(LibBaseTest, MissingSymbolInOdmBlocksGoodVendorLibrary)
-{
+TEST_F(LibBaseTest, MissingSymbolInOdmBlocksGoodVendorLibrary) {
     Install(kPartial, "/odm/lib64/libVyrTwin.so");
     Install(kFull, "/vendor/lib64/libVyrTwin.so");
     TwinLib lib;
@@ -104,8 +99,7 @@ TEST_F(LibBaseTest, MissingSymbolInOdmBlocksGoodVendorLibrary)
     EXPECT_NE(lib.twin_second, nullptr);
 }
 
-TEST_F(LibBaseTest, BothMissingResolvesOnceMoreAndNamesEverySymbol)
-{
+TEST_F(LibBaseTest, BothMissingResolvesOnceMoreAndNamesEverySymbol) {
     TwinLib lib;
     EXPECT_FALSE(lib.Init());
     EXPECT_FALSE(lib.IsOpened());
@@ -119,8 +113,7 @@ TEST_F(LibBaseTest, BothMissingResolvesOnceMoreAndNamesEverySymbol)
     EXPECT_EQ(lib.twin_first, nullptr);
 }
 
-TEST_F(LibBaseTest, BrokenFileLogsDlopenErrorAndTriesNext)
-{
+TEST_F(LibBaseTest, BrokenFileLogsDlopenErrorAndTriesNext) {
     Put("/odm/lib64/libVyrTwin.so", "not an ELF file");
     Install(kFull, "/vendor/lib64/libVyrTwin.so");
     TwinLib lib;
@@ -131,8 +124,7 @@ TEST_F(LibBaseTest, BrokenFileLogsDlopenErrorAndTriesNext)
     EXPECT_EQ(Count("OpenLib /vendor/lib64/libVyrTwin.so successfully"), 1u);
 }
 
-TEST_F(LibBaseTest, DestructorClosesTheLibrary)
-{
+TEST_F(LibBaseTest, DestructorClosesTheLibrary) {
     Install(kFull, "/vendor/lib64/libVyrTwin.so");
     const std::string real = Real("/vendor/lib64/libVyrTwin.so");
     {
@@ -146,8 +138,7 @@ TEST_F(LibBaseTest, DestructorClosesTheLibrary)
 }
 
 // An optional symbol takes its stub silently; the others are still reported.
-TEST_F(LibBaseTest, DefaultStubNeverFails)
-{
+TEST_F(LibBaseTest, DefaultStubNeverFails) {
     LibVyrMonitor monitor;
     EXPECT_FALSE(monitor.Init());
     ASSERT_NE(monitor.GetVersion, nullptr);
@@ -157,8 +148,7 @@ TEST_F(LibBaseTest, DefaultStubNeverFails)
     EXPECT_EQ(Count("OpenLib: brimlog error."), 1u);
 }
 
-TEST_F(LibBaseTest, SensorWrapperResolvesInTableOrder)
-{
+TEST_F(LibBaseTest, SensorWrapperResolvesInTableOrder) {
     LibVyrSensor sensor;
     EXPECT_FALSE(sensor.Init());
     const auto lines = Messages("can not load func ");
@@ -168,16 +158,14 @@ TEST_F(LibBaseTest, SensorWrapperResolvesInTableOrder)
     EXPECT_NE(lines.back().find("func VyrGetSensorList from"), std::string::npos);
 }
 
-TEST(LibBaseText, ToSnakeCase)
-{
+TEST(LibBaseText, ToSnakeCase) {
     LibVyrMotion lib;
     EXPECT_EQ(lib.ToSnakeCase("vyr", "GetSensorList"), "vyr_get_sensor_list");
     EXPECT_EQ(lib.ToSnakeCase("", "ABc1_z"), "_a_bc1_z");
     EXPECT_EQ(lib.ToSnakeCase("Pre", ""), "Pre");
 }
 
-TEST(LibVyrMotionTest, TransCode)
-{
+TEST(LibVyrMotionTest, TransCode) {
     // Pick-call.
     EXPECT_EQ(LibVyrMotion::TransCode(3, 1), 0);
     EXPECT_EQ(LibVyrMotion::TransCode(3, 2), 1);

@@ -11,8 +11,7 @@
 
 namespace {
 
-std::vector<uint8_t> Hex(const std::string &text)
-{
+std::vector<uint8_t> Hex(const std::string &text) {
     std::vector<uint8_t> bytes;
     for (size_t i = 0; i + 1 < text.size(); i += 2) {
         bytes.push_back(static_cast<uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
@@ -20,8 +19,7 @@ std::vector<uint8_t> Hex(const std::string &text)
     return bytes;
 }
 
-VyrCryptInfo MakeInfo(const std::string &key, const std::string &iv, uint32_t mode)
-{
+VyrCryptInfo MakeInfo(const std::string &key, const std::string &iv, uint32_t mode) {
     VyrCryptInfo info{};
     const auto k = Hex(key);
     const auto v = Hex(iv);
@@ -31,8 +29,7 @@ VyrCryptInfo MakeInfo(const std::string &key, const std::string &iv, uint32_t mo
     return info;
 }
 
-std::vector<uint8_t> Pattern(size_t size)
-{
+std::vector<uint8_t> Pattern(size_t size) {
     std::vector<uint8_t> bytes(size);
     for (size_t i = 0; i < size; ++i) {
         bytes[i] = static_cast<uint8_t>((i * 31 + i / 251) & 0xff);
@@ -45,8 +42,7 @@ const std::string kIv15 = "cafebabefacedbaddecaf888";
 
 class LibOpensslTest : public vyr_lib_test::LibSandbox {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         LibSandbox::SetUp();
         Install(std::string(VYR_SIM_LIB_DIR) + "/libciphrel_sdk.so",
                 "/vendor/lib64/libciphrel_sdk.so");
@@ -54,14 +50,13 @@ protected:
     }
 
     // Encrypts, then decrypts with the tag of the encryption.
-    void RoundTrip(size_t size)
-    {
+    void RoundTrip(size_t size) {
         const auto plain = Pattern(size);
         VyrCryptInfo info = MakeInfo(kKey15, kIv15, VYR_CRYPT_ENCRYPT);
         std::vector<uint8_t> cipher(size);
         int cipherLen = static_cast<int>(cipher.size());
-        ASSERT_EQ(mLib.AesGcmAlgorithm(&info, plain.data(), static_cast<int>(size),
-                                       cipher.data(), &cipherLen),
+        ASSERT_EQ(mLib.AesGcmAlgorithm(&info, plain.data(), static_cast<int>(size), cipher.data(),
+                                       &cipherLen),
                   0);
         ASSERT_EQ(cipherLen, static_cast<int>(size));
         EXPECT_NE(cipher, plain);
@@ -69,8 +64,7 @@ protected:
         info.mode = VYR_CRYPT_DECRYPT;
         std::vector<uint8_t> back(size);
         int backLen = static_cast<int>(back.size());
-        ASSERT_EQ(mLib.AesGcmAlgorithm(&info, cipher.data(), cipherLen, back.data(), &backLen),
-                  0);
+        ASSERT_EQ(mLib.AesGcmAlgorithm(&info, cipher.data(), cipherLen, back.data(), &backLen), 0);
         EXPECT_EQ(backLen, static_cast<int>(size));
         EXPECT_TRUE(back == plain);
         EXPECT_EQ(Count("Tag Verify Successful!"), 1u);
@@ -103,8 +97,7 @@ const GcmVector kVectors[] = {
      "b094dac5d93471bdec1a502270e3cc6c"},
 };
 
-TEST_F(LibOpensslTest, KnownVectors)
-{
+TEST_F(LibOpensslTest, KnownVectors) {
     for (const auto &v : kVectors) {
         SCOPED_TRACE(v.name);
         const auto plain = Hex(v.plain);
@@ -133,21 +126,18 @@ TEST_F(LibOpensslTest, KnownVectors)
 }
 
 // Exactly one chunk takes one update: the last update wrote all of it.
-TEST_F(LibOpensslTest, RoundTripOfOneFullChunk)
-{
+TEST_F(LibOpensslTest, RoundTripOfOneFullChunk) {
     RoundTrip(0x40000);
     EXPECT_EQ(Count("2 outTmp 262144 destUsed 262144 srcLeft 0"), 2u);
 }
 
 // One byte more takes a second update of one byte.
-TEST_F(LibOpensslTest, RoundTripOverOneChunk)
-{
+TEST_F(LibOpensslTest, RoundTripOverOneChunk) {
     RoundTrip(0x40001);
     EXPECT_EQ(Count("2 outTmp 1 destUsed 262145 srcLeft 0"), 2u);
 }
 
-TEST_F(LibOpensslTest, WrongTagWritesPlainTextAndFails)
-{
+TEST_F(LibOpensslTest, WrongTagWritesPlainTextAndFails) {
     const auto plain = Pattern(100);
     VyrCryptInfo info = MakeInfo(kKey15, kIv15, VYR_CRYPT_ENCRYPT);
     std::vector<uint8_t> cipher(100);
@@ -167,8 +157,7 @@ TEST_F(LibOpensslTest, WrongTagWritesPlainTextAndFails)
 
 // A destination too small for the input is refused before the library
 // writes past it.
-TEST_F(LibOpensslTest, SmallDestinationIsRefused)
-{
+TEST_F(LibOpensslTest, SmallDestinationIsRefused) {
     const auto plain = Pattern(0x40001);
     VyrCryptInfo info = MakeInfo(kKey15, kIv15, VYR_CRYPT_ENCRYPT);
     std::vector<uint8_t> cipher(0x40000 + 16, 0x5A);
@@ -180,8 +169,7 @@ TEST_F(LibOpensslTest, SmallDestinationIsRefused)
     EXPECT_EQ(Count("dstLen overflow"), 1u);
 }
 
-TEST_F(LibOpensslTest, OtherModeFails)
-{
+TEST_F(LibOpensslTest, OtherModeFails) {
     VyrCryptInfo info = MakeInfo(kKey15, kIv15, 2);
     uint8_t in[16] = {0};
     uint8_t out[16] = {0};
@@ -190,8 +178,7 @@ TEST_F(LibOpensslTest, OtherModeFails)
     EXPECT_EQ(Count("AES GCM"), 0u);
 }
 
-TEST_F(LibOpensslTest, SecureRandom)
-{
+TEST_F(LibOpensslTest, SecureRandom) {
     uint8_t first[32] = {0};
     uint8_t second[32] = {0};
     EXPECT_EQ(mLib.GetSecureRand(first, sizeof(first)), 0);
@@ -203,8 +190,7 @@ TEST_F(LibOpensslTest, SecureRandom)
     EXPECT_EQ(Count("params is err !"), 2u);
 }
 
-TEST(LibOpensslUnloaded, FailsWithoutTheLibrary)
-{
+TEST(LibOpensslUnloaded, FailsWithoutTheLibrary) {
     vyrtest::TempDir root;
     setenv("VYR_ROOT", root.Path().c_str(), 1);
     LibOpenssl lib;

@@ -11,29 +11,27 @@ namespace {
 
 std::vector<std::string> gCalls;
 
-int32_t RecordIsTagEnabled(int64_t tag)
-{
+int32_t RecordIsTagEnabled(int64_t tag) {
     gCalls.push_back("enabled " + std::to_string(tag));
     return 1;
 }
-void RecordBegin(int64_t tag, const char *name)
-{
+void RecordBegin(int64_t tag, const char *name) {
     gCalls.push_back("begin " + std::to_string(tag) + " " + name);
 }
-void RecordEnd(int64_t tag) { gCalls.push_back("end " + std::to_string(tag)); }
+void RecordEnd(int64_t tag) {
+    gCalls.push_back("end " + std::to_string(tag));
+}
 
 class LibSysTraceTest : public vyr_lib_test::LibSandbox {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         LibSandbox::SetUp();
         gCalls.clear();
     }
     vyr_sys_device_t Hooks() { return {&RecordIsTagEnabled, &RecordBegin, &RecordEnd}; }
 };
 
-TEST_F(LibSysTraceTest, StubsBeforeAndAfterInit)
-{
+TEST_F(LibSysTraceTest, StubsBeforeAndAfterInit) {
     LibSysTrace trace;
     EXPECT_STREQ(trace.GetVersion(), "sys_unknown");
     trace.SetEnable(true);
@@ -48,8 +46,7 @@ TEST_F(LibSysTraceTest, StubsBeforeAndAfterInit)
     EXPECT_EQ(Count("can not load func"), 0u);
 }
 
-TEST_F(LibSysTraceTest, HooksTakenOnlyWhenAllAreSet)
-{
+TEST_F(LibSysTraceTest, HooksTakenOnlyWhenAllAreSet) {
     LibSysTrace trace;
     trace.Init();
     vyr_sys_device_t partial = Hooks();
@@ -62,14 +59,11 @@ TEST_F(LibSysTraceTest, HooksTakenOnlyWhenAllAreSet)
     EXPECT_EQ(gCalls, std::vector<std::string>{"enabled 1"});
 }
 
-TEST_F(LibSysTraceTest, ScopeTracesWithTagOneWhenEnabled)
-{
+TEST_F(LibSysTraceTest, ScopeTracesWithTagOneWhenEnabled) {
     LibSysTrace trace;
     trace.Init();
     trace.SetHooks(Hooks());
-    {
-        ScopedTrace off(trace, "Off");
-    }
+    { ScopedTrace off(trace, "Off"); }
     EXPECT_TRUE(gCalls.empty());
 
     trace.SetEnable(true);
@@ -81,8 +75,7 @@ TEST_F(LibSysTraceTest, ScopeTracesWithTagOneWhenEnabled)
 }
 
 // The switch during a section does not unbalance begin and end.
-TEST_F(LibSysTraceTest, SampleAtStartDecides)
-{
+TEST_F(LibSysTraceTest, SampleAtStartDecides) {
     LibSysTrace trace;
     trace.Init();
     trace.SetHooks(Hooks());

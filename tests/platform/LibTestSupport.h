@@ -16,24 +16,21 @@ namespace vyr_lib_test {
 
 class LibSandbox : public vyrtest::UnitSandbox {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         UnitSandbox::SetUp();
         MakeDirs("/odm/lib64");
         MakeDirs("/vendor/lib64");
     }
 
     // Copies a built library to a device path such as "/odm/lib64/libX.so".
-    void Install(const std::string &from, const std::string &devicePath) const
-    {
+    void Install(const std::string &from, const std::string &devicePath) const {
         std::filesystem::copy_file(from, Real(devicePath),
                                    std::filesystem::copy_options::overwrite_existing);
     }
 
     // Messages of the logcat lines so far ("E vyr_tolvi: " and what follows),
     // those that contain `part`.
-    std::vector<std::string> Messages(const std::string &part = "") const
-    {
+    std::vector<std::string> Messages(const std::string &part = "") const {
         std::vector<std::string> lines;
         for (const auto &line : LogcatLines()) {
             // "MM-DD HH:MM:SS.mmm  PID  TID P TAG: message": from the letter on.

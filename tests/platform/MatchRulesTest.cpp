@@ -10,8 +10,8 @@
 
 #include <cctype>
 #include <cerrno>
-#include <ostream>
 #include <map>
+#include <ostream>
 #include <string>
 
 #include "platform/MatchRules.h"
@@ -32,14 +32,13 @@ constexpr const char *kVendor = "/vendor/etc/";
 class MatchRulesTest : public PlatformSandbox {
 protected:
     // Runs the read as the HAL does and returns the configuration.
-    std::map<std::string, std::string> Load()
-    {
+    std::map<std::string, std::string> Load() {
         mSysfs = new Sysfs(*mHal);
         EXPECT_TRUE(mSysfs->Init());
         std::map<std::string, std::string> config;
-        for (const char *key : {"a", "b", "c", "motion", "camera", "thp", "posture",
-                                "activity_recognition", "palmetry", "fusionsense",
-                                "foldtype", "multiple_sensors"}) {
+        for (const char *key :
+             {"a", "b", "c", "motion", "camera", "thp", "posture", "activity_recognition",
+              "palmetry", "fusionsense", "foldtype", "multiple_sensors"}) {
             if (mSysfs->HasXmlConfig(key)) {
                 config[key] = mSysfs->GetXmlConfig(key);
             }
@@ -48,8 +47,7 @@ protected:
     }
 
     // The product that wins for `sku` among `products`, by its key "a".
-    std::string Winner(const std::string &sku, const std::string &products)
-    {
+    std::string Winner(const std::string &sku, const std::string &products) {
         if (!sku.empty()) {
             SetSku(sku);
         }
@@ -61,13 +59,11 @@ protected:
     Sysfs *mSysfs = nullptr;
 };
 
-std::string Named(const std::string &name, const std::string &method)
-{
+std::string Named(const std::string &name, const std::string &method) {
     return Product(name, method, "<a><item>" + (name.empty() ? "empty" : name) + "</item></a>");
 }
 
-TEST_F(MatchRulesTest, BrokenOdmFileFallsThroughToVendorAndNamesTheBareFile)
-{
+TEST_F(MatchRulesTest, BrokenOdmFileFallsThroughToVendorAndNamesTheBareFile) {
     SetSku("P1");
     PutProduct(kOdm, "<config><product>");  // not closed
     PutProduct(kVendor, ProductFile(Product("P1", "match", "<a><item>vendor</item></a>")));
@@ -86,8 +82,7 @@ TEST_F(MatchRulesTest, BrokenOdmFileFallsThroughToVendorAndNamesTheBareFile)
     EXPECT_THAT(log, HasSubstr("version info: date(2026-01-02)"));
 }
 
-TEST_F(MatchRulesTest, OdmFileHidesVendorFile)
-{
+TEST_F(MatchRulesTest, OdmFileHidesVendorFile) {
     SetSku("P1");
     PutProduct(kOdm, ProductFile(Product("P1", "", "<a><item>odm</item></a>")));
     PutProduct(kVendor, ProductFile(Product("P1", "", "<a><item>vendor</item></a><b/>")));
@@ -99,8 +94,7 @@ TEST_F(MatchRulesTest, OdmFileHidesVendorFile)
     EXPECT_THAT(Logcat(), HasSubstr("start used method: match"));
 }
 
-TEST_F(MatchRulesTest, MissingEmptyOrBrokenFileLeavesConfigEmpty)
-{
+TEST_F(MatchRulesTest, MissingEmptyOrBrokenFileLeavesConfigEmpty) {
     SetSku("P1");
     const char *contents[] = {"", "not xml at all", "<!-- only a comment -->", nullptr};
     for (const char *content : contents) {
@@ -120,8 +114,7 @@ TEST_F(MatchRulesTest, MissingEmptyOrBrokenFileLeavesConfigEmpty)
     }
 }
 
-TEST_F(MatchRulesTest, FirstMatchingProductWinsInFileOrder)
-{
+TEST_F(MatchRulesTest, FirstMatchingProductWinsInFileOrder) {
     // ABCD: "ABC" by starts_with comes first, so "AB" by match is not looked at.
     EXPECT_EQ(Winner("ABCD", Named("ABC", "starts_with") + Named("AB", "match")), "ABC-");
     EXPECT_THAT(Logcat(), HasSubstr("ABCD try to macth ABC"));
@@ -129,8 +122,7 @@ TEST_F(MatchRulesTest, FirstMatchingProductWinsInFileOrder)
     EXPECT_THAT(Logcat(), Not(HasSubstr("try to macth AB\n")));
 }
 
-TEST_F(MatchRulesTest, LaterProductsAddNoKeysAfterTheMatch)
-{
+TEST_F(MatchRulesTest, LaterProductsAddNoKeysAfterTheMatch) {
     SetSku("X");
     PutProduct(kVendor, ProductFile(Product("X", "match", "<a><item>1</item></a>") +
                                     Product("X", "match", "<b><item>2</item></b>") +
@@ -145,13 +137,11 @@ struct MethodCase {
     bool matches;
 };
 
-void PrintTo(const MethodCase &c, std::ostream *os)
-{
+void PrintTo(const MethodCase &c, std::ostream *os) {
     *os << "'" << c.sku << "' " << c.method << " '" << c.name << "'";
 }
 
-std::string CaseName(const ::testing::TestParamInfo<MethodCase> &info)
-{
+std::string CaseName(const ::testing::TestParamInfo<MethodCase> &info) {
     std::string name = std::string(info.param.method) + "_" + std::to_string(info.index);
     for (char &c : name) {
         c = isalnum(static_cast<unsigned char>(c)) != 0 ? c : '_';
@@ -159,52 +149,46 @@ std::string CaseName(const ::testing::TestParamInfo<MethodCase> &info)
     return name;
 }
 
-class MatchMethodTest : public MatchRulesTest,
-                        public ::testing::WithParamInterface<MethodCase> {};
+class MatchMethodTest : public MatchRulesTest, public ::testing::WithParamInterface<MethodCase> {};
 
-TEST_P(MatchMethodTest, DecidesAsSpecified)
-{
+TEST_P(MatchMethodTest, DecidesAsSpecified) {
     const MethodCase &c = GetParam();
-    EXPECT_EQ(Winner(c.sku, Named(c.name, c.method)), c.matches ? std::string(c.name) + "-" : "none");
+    EXPECT_EQ(Winner(c.sku, Named(c.name, c.method)),
+              c.matches ? std::string(c.name) + "-" : "none");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Methods, MatchMethodTest,
-    ::testing::Values(MethodCase{"VYRFOLD", "VYRFOLD", "match", true},
-                      MethodCase{"VYRFOLD", "VYRFOL", "match", false},
-                      MethodCase{"VYRFOLD", "VYRFOLDX", "match", false},
-                      MethodCase{"VYRFOLD", "RFO", "include", true},
-                      MethodCase{"VYRFOLD", "FOLDX", "include", false},
-                      MethodCase{"", "X", "include", false},
-                      MethodCase{"VYRFOLD", "VYR", "starts_with", true},
-                      MethodCase{"VYRFOLD", "FOLD", "starts_with", false},
-                      MethodCase{"VYR", "VYRFOLD", "starts_with", false},
-                      MethodCase{"VYRFOLD", "VYRFOLD", "Match", false},
-                      MethodCase{"VYRFOLD", "VYRFOLD", "match ", false},
-                      MethodCase{"VYRFOLD", "VYRFOLD", "regex", false},
-                      MethodCase{"VYRFOLD", "other", "skip", true}),
-    CaseName);
+INSTANTIATE_TEST_SUITE_P(Methods, MatchMethodTest,
+                         ::testing::Values(MethodCase{"VYRFOLD", "VYRFOLD", "match", true},
+                                           MethodCase{"VYRFOLD", "VYRFOL", "match", false},
+                                           MethodCase{"VYRFOLD", "VYRFOLDX", "match", false},
+                                           MethodCase{"VYRFOLD", "RFO", "include", true},
+                                           MethodCase{"VYRFOLD", "FOLDX", "include", false},
+                                           MethodCase{"", "X", "include", false},
+                                           MethodCase{"VYRFOLD", "VYR", "starts_with", true},
+                                           MethodCase{"VYRFOLD", "FOLD", "starts_with", false},
+                                           MethodCase{"VYR", "VYRFOLD", "starts_with", false},
+                                           MethodCase{"VYRFOLD", "VYRFOLD", "Match", false},
+                                           MethodCase{"VYRFOLD", "VYRFOLD", "match ", false},
+                                           MethodCase{"VYRFOLD", "VYRFOLD", "regex", false},
+                                           MethodCase{"VYRFOLD", "other", "skip", true}),
+                         CaseName);
 
-TEST_F(MatchRulesTest, UnknownMethodNeverMatchesAndSaysNothingMore)
-{
+TEST_F(MatchRulesTest, UnknownMethodNeverMatchesAndSaysNothingMore) {
     EXPECT_EQ(Winner("P", Named("P", "regex")), "none");
     EXPECT_EQ(LinesWith("start used method: regex").size(), 1u);
     EXPECT_TRUE(LinesWith("start get rule").empty());
 }
 
-TEST_F(MatchRulesTest, SkipPlacedLastIsTheDefault)
-{
+TEST_F(MatchRulesTest, SkipPlacedLastIsTheDefault) {
     std::string products = Named("P1", "match") + Named("default", "skip");
     EXPECT_EQ(Winner("P1", products), "P1-");
 }
 
-TEST_F(MatchRulesTest, SkipPlacedLastServesOtherPhones)
-{
+TEST_F(MatchRulesTest, SkipPlacedLastServesOtherPhones) {
     EXPECT_EQ(Winner("P2", Named("P1", "match") + Named("default", "skip")), "default-");
 }
 
-TEST_F(MatchRulesTest, EmptyProductNameIsSkippedBeforeItsMethodIsRead)
-{
+TEST_F(MatchRulesTest, EmptyProductNameIsSkippedBeforeItsMethodIsRead) {
     EXPECT_EQ(Winner("P", Named("", "skip") + Named("P", "match")), "P-");
     EXPECT_TRUE(LinesWith("start used method: skip").empty());
     int emptyName = 0;
@@ -214,38 +198,32 @@ TEST_F(MatchRulesTest, EmptyProductNameIsSkippedBeforeItsMethodIsRead)
     EXPECT_EQ(emptyName, 1);
 }
 
-TEST_F(MatchRulesTest, ProductWalkTakesAnySiblingAfterTheFirstProduct)
-{
+TEST_F(MatchRulesTest, ProductWalkTakesAnySiblingAfterTheFirstProduct) {
     // The walk starts at the first "product" and then visits every sibling.
-    EXPECT_EQ(Winner("P", "<other><product_name>x</product_name></other>" +
-                              Named("Q", "match") +
+    EXPECT_EQ(Winner("P", "<other><product_name>x</product_name></other>" + Named("Q", "match") +
                               "<variant><product_name>P</product_name><rule><a><item>v</item>"
                               "</a></rule></variant>"),
               "v-");
 }
 
-TEST_F(MatchRulesTest, ProductDeviceStandsInForMissingSku)
-{
+TEST_F(MatchRulesTest, ProductDeviceStandsInForMissingSku) {
     ASSERT_EQ(__system_property_set("ro.product.device", "DEV1"), 0);
     EXPECT_EQ(Winner("", Named("DEV1", "match")), "DEV1-");
     EXPECT_THAT(Logcat(), HasSubstr("Project name\t: DEV1"));
 }
 
-TEST_F(MatchRulesTest, RuleChildrenBecomeKeysWithJoinedItems)
-{
+TEST_F(MatchRulesTest, RuleChildrenBecomeKeysWithJoinedItems) {
     SetSku("P");
-    PutProduct(kVendor,
-               ProductFile(Product("P", "match",
-                                   "<a><item>6</item><item>5</item></a>"
-                                   "<b></b>"                                   // no items
-                                   "<c>ignored text<item><![CDATA[]]></item><item>x</item>"
-                                   "<other>y</other><item>z</item></c>"        // empty item
-                                   "<motion><item>MOTION_TYPE_FLIP</item></motion>"
-                                   "<motion><item>MOTION_TYPE_ROTATION</item></motion>")));
-    EXPECT_EQ(Load(), (std::map<std::string, std::string>{{"a", "6-5-"},
-                                                           {"b", "-"},
-                                                           {"c", "x-z-"},
-                                                           {"motion", "MOTION_TYPE_ROTATION-"}}));
+    PutProduct(kVendor, ProductFile(Product("P", "match",
+                                            "<a><item>6</item><item>5</item></a>"
+                                            "<b></b>"  // no items
+                                            "<c>ignored text<item><![CDATA[]]></item><item>x</item>"
+                                            "<other>y</other><item>z</item></c>"  // empty item
+                                            "<motion><item>MOTION_TYPE_FLIP</item></motion>"
+                                            "<motion><item>MOTION_TYPE_ROTATION</item></motion>")));
+    EXPECT_EQ(Load(),
+              (std::map<std::string, std::string>{
+                  {"a", "6-5-"}, {"b", "-"}, {"c", "x-z-"}, {"motion", "MOTION_TYPE_ROTATION-"}}));
     EXPECT_FALSE(mSysfs->HasXmlConfig("missing"));
     EXPECT_EQ(mSysfs->GetXmlConfig("missing"), "");
     // Init lists the configuration in key order.
@@ -256,13 +234,11 @@ TEST_F(MatchRulesTest, RuleChildrenBecomeKeysWithJoinedItems)
     EXPECT_THAT(lines[3], HasSubstr("motion config\t: MOTION_TYPE_ROTATION"));
 }
 
-TEST_F(MatchRulesTest, MatchingProductWithoutRuleGivesNoKeys)
-{
+TEST_F(MatchRulesTest, MatchingProductWithoutRuleGivesNoKeys) {
     EXPECT_EQ(Winner("P", "<product><product_name>P</product_name></product>"), "none");
 }
 
-TEST_F(MatchRulesTest, VersionInfoIsOptional)
-{
+TEST_F(MatchRulesTest, VersionInfoIsOptional) {
     SetSku("P");
     PutProduct(kVendor, "<config>" + Named("P", "match") + "</config>");
     EXPECT_EQ(Load().size(), 1u);
@@ -280,8 +256,7 @@ TEST_F(MatchRulesTest, VersionInfoIsOptional)
     EXPECT_THAT(Logcat(), HasSubstr("me, , "));
 }
 
-TEST_F(MatchRulesTest, NullNodesAreLoggedNotFollowed)
-{
+TEST_F(MatchRulesTest, NullNodesAreLoggedNotFollowed) {
     Sysfs sysfs(*mHal);
     MatchRules rules(*mHal, sysfs);
     std::string out = "kept";
@@ -292,8 +267,7 @@ TEST_F(MatchRulesTest, NullNodesAreLoggedNotFollowed)
     EXPECT_EQ(LinesWith("node is nullptr").size(), 3u);
 }
 
-TEST_F(MatchRulesTest, GetItemAppendsToWhatTheCallerHolds)
-{
+TEST_F(MatchRulesTest, GetItemAppendsToWhatTheCallerHolds) {
     tinyxml2::XMLDocument doc;
     ASSERT_EQ(doc.Parse("<k><item>b</item><item>c</item></k>"), tinyxml2::XML_SUCCESS);
     Sysfs sysfs(*mHal);
@@ -306,14 +280,12 @@ TEST_F(MatchRulesTest, GetItemAppendsToWhatTheCallerHolds)
 // An item element without text is never stepped over: the walk stays on it
 // for ever. Product files must give every item a text; this pins the
 // behaviour down in a child process that an alarm ends.
-TEST_F(MatchRulesTest, ItemWithoutTextKeepsTheWalkForEver)
-{
+TEST_F(MatchRulesTest, ItemWithoutTextKeepsTheWalkForEver) {
     for (const char *items : {"<item/>", "<item>a</item><item></item><item>b</item>",
                               "<item>   </item>", "<item><sub>x</sub></item>"}) {
         SCOPED_TRACE(items);
         tinyxml2::XMLDocument doc;
-        ASSERT_EQ(doc.Parse((std::string("<k>") + items + "</k>").c_str()),
-                  tinyxml2::XML_SUCCESS);
+        ASSERT_EQ(doc.Parse((std::string("<k>") + items + "</k>").c_str()), tinyxml2::XML_SUCCESS);
         pid_t child = fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
@@ -336,24 +308,22 @@ TEST_F(MatchRulesTest, ItemWithoutTextKeepsTheWalkForEver)
 // The product file of the simulated phone, as the sandbox installs it.
 class DefaultProductTest : public MatchRulesTest {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         MatchRulesTest::SetUp();
         mXml = vyrtest::ReadText(std::string(VYR_SOURCE_DIR) +
-                                       "/sim/product/tolvi_vyr_product_config.xml");
+                                 "/sim/product/tolvi_vyr_product_config.xml");
         ASSERT_FALSE(mXml.empty());
         PutProduct(kVendor, mXml);
     }
     std::string mXml;
 };
 
-TEST_F(DefaultProductTest, EveryItemHoldsText)
-{
+TEST_F(DefaultProductTest, EveryItemHoldsText) {
     tinyxml2::XMLDocument doc;
     ASSERT_EQ(doc.Parse(mXml.c_str()), tinyxml2::XML_SUCCESS);
     int items = 0;
-    for (auto *product = doc.FirstChildElement()->FirstChildElement("product");
-         product != nullptr; product = product->NextSiblingElement("product")) {
+    for (auto *product = doc.FirstChildElement()->FirstChildElement("product"); product != nullptr;
+         product = product->NextSiblingElement("product")) {
         auto *rule = product->FirstChildElement("rule");
         ASSERT_NE(rule, nullptr);
         for (auto *key = rule->FirstChildElement(); key != nullptr;
@@ -368,12 +338,11 @@ TEST_F(DefaultProductTest, EveryItemHoldsText)
     EXPECT_GT(items, 20);
     // The fuzzer starts from the same file.
     EXPECT_EQ(vyrtest::ReadText(std::string(VYR_SOURCE_DIR) +
-                                      "/fuzz/corpus/product_config/tolvi_vyr_product_config.xml"),
+                                "/fuzz/corpus/product_config/tolvi_vyr_product_config.xml"),
               mXml);
 }
 
-TEST_F(DefaultProductTest, FoldablePhoneHasEveryFeature)
-{
+TEST_F(DefaultProductTest, FoldablePhoneHasEveryFeature) {
     SetSku("VYRFOLD");
     auto config = Load();
     for (const char *key : {"activity_recognition", "thp", "motion", "camera", "posture",
@@ -387,8 +356,7 @@ TEST_F(DefaultProductTest, FoldablePhoneHasEveryFeature)
     EXPECT_THAT(config["activity_recognition"], HasSubstr("AR_ACTIVITY_TYPE_HAND_HELD-"));
 }
 
-TEST_F(DefaultProductTest, OtherPhonesGetTheDefaultProduct)
-{
+TEST_F(DefaultProductTest, OtherPhonesGetTheDefaultProduct) {
     SetSku("SOMEPHONE");
     auto config = Load();
     ASSERT_EQ(config.size(), 1u);

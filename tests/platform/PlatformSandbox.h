@@ -11,25 +11,22 @@
 #include <vector>
 
 #include "hal/VyrHal.h"
-#include "support/UnitSandbox.h"
 #include "platform/MatchRules.h"
+#include "support/UnitSandbox.h"
 
 namespace vyr_platform_test {
 
 class PlatformSandbox : public vyrtest::UnitSandbox {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         UnitSandbox::SetUp();
         mHal = &NewHal();
     }
 
-    void PutProduct(const std::string &dir, const std::string &xml) const
-    {
+    void PutProduct(const std::string &dir, const std::string &xml) const {
         Put(dir + MatchRules::kFileName, xml);
     }
-    static void SetSku(const std::string &sku)
-    {
+    static void SetSku(const std::string &sku) {
         ASSERT_EQ(__system_property_set("ro.boot.product.hardware.sku", sku.c_str()), 0);
     }
 
@@ -38,8 +35,7 @@ protected:
 
 // One product element.
 inline std::string Product(const std::string &name, const std::string &method,
-                           const std::string &rule)
-{
+                           const std::string &rule) {
     std::string text = "<product><product_name>" + name + "</product_name>";
     if (!method.empty()) {
         text += "<method>" + method + "</method>";
@@ -48,8 +44,7 @@ inline std::string Product(const std::string &name, const std::string &method,
 }
 
 // A whole product file around the given product elements.
-inline std::string ProductFile(const std::string &products)
-{
+inline std::string ProductFile(const std::string &products) {
     return "<?xml version=\"1.0\"?>\n<config>\n<version_info>"
            "<latest_update_time>2026-01-02</latest_update_time>"
            "<latest_update_author>tester</latest_update_author></version_info>\n" +

@@ -19,11 +19,11 @@
 #include <thread>
 #include <vector>
 
-#include "support/TestFiles.h"
 #include "platform/HalVersion.h"
 #include "platform/ThreadUtils.h"
 #include "platform/Utils.h"
 #include "platform/WakeLock.h"
+#include "support/TestFiles.h"
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -35,8 +35,7 @@ namespace {
 
 const std::string kNameBytes(WakeLock::kName, strlen(WakeLock::kName) + 1);
 
-size_t Count(const std::string &text, const std::string &part)
-{
+size_t Count(const std::string &text, const std::string &part) {
     size_t n = 0;
     for (size_t pos = text.find(part); pos != std::string::npos;
          pos = text.find(part, pos + part.size())) {
@@ -48,14 +47,12 @@ size_t Count(const std::string &text, const std::string &part)
 // A sandbox root and the logcat lines of the test in a file.
 class ServiceSandbox : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         setenv("VYR_ROOT", mRoot.Path().c_str(), 1);
         setenv("VYR_LOGCAT", LogcatPath().c_str(), 1);
         setenv("VYR_LOG_STDERR", "0", 1);
     }
-    void TearDown() override
-    {
+    void TearDown() override {
         unsetenv("VYR_LOGCAT");
         unsetenv("VYR_LOG_STDERR");
         unsetenv("VYR_ROOT");
@@ -64,8 +61,7 @@ protected:
     std::string LogcatPath() const { return mRoot.Path() + "/logcat.txt"; }
     std::string Logcat() const { return ReadText(LogcatPath()); }
     std::string Real(const std::string &devicePath) const { return mRoot.Path() + devicePath; }
-    void MakePowerNodes() const
-    {
+    void MakePowerNodes() const {
         mkdir(Real("/sys").c_str(), 0755);
         mkdir(Real("/sys/power").c_str(), 0755);
         vyrtest::WriteText(Real(WakeLock::kLockNode), "");
@@ -81,21 +77,20 @@ protected:
 
 // ---- HalVersion ----
 
-TEST(HalVersionTest, DefaultIsTheHalVersionWithBuildStamp)
-{
+TEST(HalVersionTest, DefaultIsTheHalVersionWithBuildStamp) {
     HalVersion &version = HalVersion::Default();
     EXPECT_EQ(version.GetName(), "VyrHal");
     EXPECT_EQ(version.GetVersionNumber(), "1.5.2");
     EXPECT_EQ(version.GetText(), "1.5.2");
     std::string text = version.GetVersionText();
-    EXPECT_THAT(text, MatchesRegex("VyrHal/Version:1\\.5\\.2/BuildTime:"
-                                   "[A-Z][a-z][a-z] [ 0-9][0-9] [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}"));
+    EXPECT_THAT(text,
+                MatchesRegex("VyrHal/Version:1\\.5\\.2/BuildTime:"
+                             "[A-Z][a-z][a-z] [ 0-9][0-9] [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}"));
     EXPECT_EQ(version.GetText(), text);
     EXPECT_EQ(&HalVersion::Default(), &version);
 }
 
-TEST(HalVersionTest, ModuleCopyChangesOnlyItself)
-{
+TEST(HalVersionTest, ModuleCopyChangesOnlyItself) {
     HalVersion copy = HalVersion::Default();
     copy.SetName("Motion");
     copy.SetVersion(10, 0, 7);
@@ -107,8 +102,7 @@ TEST(HalVersionTest, ModuleCopyChangesOnlyItself)
 
 // ---- WakeLock ----
 
-TEST_F(ServiceSandbox, WakeLockCountsReferencesAndWritesNodesOnEdges)
-{
+TEST_F(ServiceSandbox, WakeLockCountsReferencesAndWritesNodesOnEdges) {
     MakePowerNodes();
     WakeLock lock;
     lock.Acquire(1);
@@ -139,8 +133,7 @@ TEST_F(ServiceSandbox, WakeLockCountsReferencesAndWritesNodesOnEdges)
     EXPECT_EQ(Count(LockNode(), kNameBytes), 2u);
 }
 
-TEST_F(ServiceSandbox, WakeLockRefusesOverflowAndReleaseAllDropsEverything)
-{
+TEST_F(ServiceSandbox, WakeLockRefusesOverflowAndReleaseAllDropsEverything) {
     MakePowerNodes();
     WakeLock lock;
     lock.Acquire(4);
@@ -158,8 +151,7 @@ TEST_F(ServiceSandbox, WakeLockRefusesOverflowAndReleaseAllDropsEverything)
     EXPECT_EQ(UnlockNode(), kNameBytes);
 }
 
-TEST_F(ServiceSandbox, WakeLockDestructionReleasesAHeldLock)
-{
+TEST_F(ServiceSandbox, WakeLockDestructionReleasesAHeldLock) {
     MakePowerNodes();
     {
         WakeLock lock;
@@ -172,8 +164,7 @@ TEST_F(ServiceSandbox, WakeLockDestructionReleasesAHeldLock)
     EXPECT_EQ(UnlockNode(), kNameBytes);
 }
 
-TEST_F(ServiceSandbox, WakeLockWithoutNodesLogsAndStillCounts)
-{
+TEST_F(ServiceSandbox, WakeLockWithoutNodesLogsAndStillCounts) {
     WakeLock lock;
     std::string log = Logcat();
     EXPECT_THAT(log, HasSubstr("E vyr_tolvi: fatal error opening \"/sys/power/wake_lock\": "
@@ -187,8 +178,7 @@ TEST_F(ServiceSandbox, WakeLockWithoutNodesLogsAndStillCounts)
     EXPECT_EQ(lock.GetCount(), 0u);
 }
 
-TEST_F(ServiceSandbox, WakeLockWaitEndsWithTheNextLockWrite)
-{
+TEST_F(ServiceSandbox, WakeLockWaitEndsWithTheNextLockWrite) {
     MakePowerNodes();
     WakeLock lock;
     std::atomic<bool> woke{false};
@@ -204,8 +194,7 @@ TEST_F(ServiceSandbox, WakeLockWaitEndsWithTheNextLockWrite)
     lock.Wait();  // held: returns at once
 }
 
-TEST_F(ServiceSandbox, WakeLockInstanceIsOneObjectOnTheSandboxNodes)
-{
+TEST_F(ServiceSandbox, WakeLockInstanceIsOneObjectOnTheSandboxNodes) {
     MakePowerNodes();
     WakeLock &lock = WakeLockInstance();
     EXPECT_EQ(&lock, &WakeLockInstance());
@@ -217,15 +206,13 @@ TEST_F(ServiceSandbox, WakeLockInstanceIsOneObjectOnTheSandboxNodes)
 
 // ---- Thread services ----
 
-TEST_F(ServiceSandbox, AffinityWithOnlyOutOfRangeValuesFailsAndLogs)
-{
+TEST_F(ServiceSandbox, AffinityWithOnlyOutOfRangeValuesFailsAndLogs) {
     std::thread worker([] { EXPECT_EQ(ThreadSetAffInity({-1, 1024, 5000}), -1); });
     worker.join();
     EXPECT_THAT(Logcat(), HasSubstr("E vyr_tolvi: ThreadSetAffInity:Error =0x16"));
 }
 
-TEST_F(ServiceSandbox, AffinityPinsTheCallingThreadOnly)
-{
+TEST_F(ServiceSandbox, AffinityPinsTheCallingThreadOnly) {
     cpu_set_t before;
     ASSERT_EQ(sched_getaffinity(0, sizeof(before), &before), 0);
     int first = -1;
@@ -249,8 +236,7 @@ TEST_F(ServiceSandbox, AffinityPinsTheCallingThreadOnly)
     EXPECT_EQ(Logcat().find("ThreadSetAffInity"), std::string::npos);
 }
 
-TEST(ThreadServices, NameGetsThePrefix)
-{
+TEST(ThreadServices, NameGetsThePrefix) {
     std::string name;
     std::thread worker([&name] {
         SetThreadName("Probe");
@@ -262,8 +248,7 @@ TEST(ThreadServices, NameGetsThePrefix)
     EXPECT_EQ(name, "vyr_Probe");
 }
 
-TEST(ThreadServices, RoundRobinWhenPermitted)
-{
+TEST(ThreadServices, RoundRobinWhenPermitted) {
     int policy = -1;
     int ret = -2;
     std::thread worker([&] {
@@ -279,8 +264,7 @@ TEST(ThreadServices, RoundRobinWhenPermitted)
 
 // Without the right to real-time scheduling or a lower nice value, the
 // fallback logs the warning and the thread goes on as it was.
-TEST_F(ServiceSandbox, RoundRobinFallbackWhenNotPermitted)
-{
+TEST_F(ServiceSandbox, RoundRobinFallbackWhenNotPermitted) {
     fflush(nullptr);
     pid_t child = fork();
     ASSERT_GE(child, 0);
@@ -314,8 +298,7 @@ TEST_F(ServiceSandbox, RoundRobinFallbackWhenNotPermitted)
 
 // ---- Path gate and text helpers ----
 
-TEST_F(ServiceSandbox, CheckPathResolvesInsideTheSandbox)
-{
+TEST_F(ServiceSandbox, CheckPathResolvesInsideTheSandbox) {
     mkdir(Real("/data").c_str(), 0755);
     vyrtest::WriteText(Real("/data/present.txt"), "x");
     char resolved[PATH_MAX] = {0};
@@ -331,8 +314,7 @@ TEST_F(ServiceSandbox, CheckPathResolvesInsideTheSandbox)
     EXPECT_THAT(Logcat(), HasSubstr("E vyr_tolvi: " + Real("/data/aaaa")));
 }
 
-TEST(TextHelpers, SplitKeepsEmptyPieces)
-{
+TEST(TextHelpers, SplitKeepsEmptyPieces) {
     EXPECT_THAT(Split("a,,b", ","), ElementsAre("a", "", "b"));
     EXPECT_THAT(Split("a,", ","), ElementsAre("a", ""));
     EXPECT_THAT(Split(",a", ","), ElementsAre("", "a"));
@@ -341,16 +323,14 @@ TEST(TextHelpers, SplitKeepsEmptyPieces)
     EXPECT_THAT(Split("k=v==w", "=="), ElementsAre("k=v", "w"));
 }
 
-TEST(TextHelpers, TrimBothEnds)
-{
+TEST(TextHelpers, TrimBothEnds) {
     EXPECT_EQ(Trim(" \t\r\n x y \n\v\f"), "x y");
     EXPECT_EQ(Trim("   "), "");
     EXPECT_EQ(Trim(""), "");
     EXPECT_EQ(Trim("abc"), "abc");
 }
 
-TEST(TextHelpers, FormatTimeForms)
-{
+TEST(TextHelpers, FormatTimeForms) {
     setenv("TZ", "UTC", 1);
     tzset();
     const uint64_t ms = 1700000000123ULL;  // 2023-11-14 22:13:20.123 UTC

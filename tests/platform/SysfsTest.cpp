@@ -1,7 +1,5 @@
 // Kernel nodes, panels, input devices and memory figures through Sysfs, in a
 // device sandbox.
-#include "platform/Sysfs.h"
-
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,6 +11,7 @@
 #include <string>
 
 #include "platform/PlatformSandbox.h"
+#include "platform/Sysfs.h"
 
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -26,14 +25,12 @@ constexpr const char *kSensorDir = "/sys/devices/platform/tolvi_sensor";
 
 class SysfsTest : public PlatformSandbox {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         PlatformSandbox::SetUp();
         mSysfs = new Sysfs(*mHal);
     }
     // Init with a product that has exactly the given rule.
-    void InitWithRule(const std::string &rule)
-    {
+    void InitWithRule(const std::string &rule) {
         SetSku("P");
         PutProduct("/vendor/etc/", ProductFile(Product("P", "match", rule)));
         ASSERT_TRUE(mSysfs->Init());
@@ -42,10 +39,10 @@ protected:
     Sysfs *mSysfs = nullptr;
 };
 
-TEST_F(SysfsTest, XmlConfigIsClosedByOneHyphen)
-{
-    InitWithRule("<motion><item>MOTION_TYPE_FLIP</item><item>MOTION_TYPE_BACK_TAP</item></motion>"
-                 "<posture/>");
+TEST_F(SysfsTest, XmlConfigIsClosedByOneHyphen) {
+    InitWithRule(
+        "<motion><item>MOTION_TYPE_FLIP</item><item>MOTION_TYPE_BACK_TAP</item></motion>"
+        "<posture/>");
     EXPECT_EQ(mSysfs->GetXmlConfig("motion"), "MOTION_TYPE_FLIP-MOTION_TYPE_BACK_TAP-");
     EXPECT_TRUE(mSysfs->HasXmlConfig("posture"));
     EXPECT_EQ(mSysfs->GetXmlConfig("posture"), "-");
@@ -57,22 +54,19 @@ TEST_F(SysfsTest, XmlConfigIsClosedByOneHyphen)
     EXPECT_TRUE(LinesWith("found touch panel number").empty());
 }
 
-TEST_F(SysfsTest, InitSucceedsWithoutAnyProductFile)
-{
+TEST_F(SysfsTest, InitSucceedsWithoutAnyProductFile) {
     EXPECT_TRUE(mSysfs->Init());
     EXPECT_FALSE(mSysfs->HasXmlConfig("motion"));
     EXPECT_EQ(LinesWith("can't get the match rules.").size(), 1u);
 }
 
-TEST_F(SysfsTest, UnnumberedPanelCountsAsZero)
-{
+TEST_F(SysfsTest, UnnumberedPanelCountsAsZero) {
     Put("/sys/touchscreen/touch_chip_info", "chip");
     Put("/sys/touchscreen0/touch_chip_info", "chip0");
     EXPECT_EQ(mSysfs->GetPanelNum(), 0);
 }
 
-TEST_F(SysfsTest, NumberedPanelsAreCountedWithoutNoticingGaps)
-{
+TEST_F(SysfsTest, NumberedPanelsAreCountedWithoutNoticingGaps) {
     EXPECT_EQ(mSysfs->GetPanelNum(), 0);
     Put("/sys/touchscreen0/touch_chip_info", "a");
     Put("/sys/touchscreen2/touch_chip_info", "c");
@@ -83,8 +77,7 @@ TEST_F(SysfsTest, NumberedPanelsAreCountedWithoutNoticingGaps)
     EXPECT_EQ(mSysfs->GetPanelNum(), 4);
 }
 
-TEST_F(SysfsTest, RoiDataOfTheSinglePanel)
-{
+TEST_F(SysfsTest, RoiDataOfTheSinglePanel) {
     Put("/sys/touchscreen/touch_chip_info", "chip");
     Put("/sys/touchscreen/roi_data", "  1 2 3\n");
     Put("/sys/touchscreen0/roi_data", "zero");
@@ -93,8 +86,7 @@ TEST_F(SysfsTest, RoiDataOfTheSinglePanel)
     EXPECT_EQ(mSysfs->GetRoiData(), "1 2 3");
 }
 
-TEST_F(SysfsTest, RoiDataOfTwoPanelsReadsOneIndexPastTheLast)
-{
+TEST_F(SysfsTest, RoiDataOfTwoPanelsReadsOneIndexPastTheLast) {
     Put("/sys/touchscreen0/touch_chip_info", "a");
     Put("/sys/touchscreen1/touch_chip_info", "b");
     Put("/sys/touchscreen0/roi_data", "zero");
@@ -107,8 +99,7 @@ TEST_F(SysfsTest, RoiDataOfTwoPanelsReadsOneIndexPastTheLast)
     EXPECT_EQ(mSysfs->GetRoiData(), "two");
 }
 
-TEST_F(SysfsTest, RawReadResults)
-{
+TEST_F(SysfsTest, RawReadResults) {
     char buf[16];
     memset(buf, 'x', sizeof(buf));
     EXPECT_FALSE(mSysfs->ReadFile("/sys/x/missing", buf, sizeof(buf)));
@@ -123,8 +114,7 @@ TEST_F(SysfsTest, RawReadResults)
     EXPECT_EQ(std::string(buf, 6), "abcdxx");
 }
 
-TEST_F(SysfsTest, RawReadOfNodeThatCannotBeOpenedIsTrueAndLeavesBuffer)
-{
+TEST_F(SysfsTest, RawReadOfNodeThatCannotBeOpenedIsTrueAndLeavesBuffer) {
     // A socket resolves as a path, but open() refuses it even for root.
     MakeDirs("/sys/x");
     std::string path = Real("/sys/x/sock");
@@ -147,8 +137,7 @@ TEST_F(SysfsTest, RawReadOfNodeThatCannotBeOpenedIsTrueAndLeavesBuffer)
     close(sock);
 }
 
-TEST_F(SysfsTest, TextReadTrimsAndKeepsInnerLines)
-{
+TEST_F(SysfsTest, TextReadTrimsAndKeepsInnerLines) {
     Put("/sys/x/node", "\n  first\nsecond  \n\n");
     std::string text = "old";
     EXPECT_TRUE(mSysfs->ReadFile("/sys/x/node", text));
@@ -162,8 +151,7 @@ TEST_F(SysfsTest, TextReadTrimsAndKeepsInnerLines)
     EXPECT_EQ(text.size(), 5000u + 2u);  // cut into 2047-character pieces
 }
 
-TEST_F(SysfsTest, WritesGoOnlyToExistingNodes)
-{
+TEST_F(SysfsTest, WritesGoOnlyToExistingNodes) {
     Put(std::string(kSensorDir) + "/set_palmetry_enable", "");
     Put(std::string(kSensorDir) + "/palmetry_req_data", "1");
     EXPECT_TRUE(mSysfs->SetPalmetryEnable(true));
@@ -179,8 +167,7 @@ TEST_F(SysfsTest, WritesGoOnlyToExistingNodes)
     EXPECT_EQ(LinesWith("fopen /sys/x/dir error: 21.").size(), 1u);
 }
 
-TEST_F(SysfsTest, RawWriteIsFalseEvenWhenItWrote)
-{
+TEST_F(SysfsTest, RawWriteIsFalseEvenWhenItWrote) {
     Put("/sys/x/raw", "....");
     EXPECT_FALSE(mSysfs->Write("/sys/x/raw", "ab", 2));
     EXPECT_EQ(Get("/sys/x/raw"), "ab..");
@@ -188,8 +175,7 @@ TEST_F(SysfsTest, RawWriteIsFalseEvenWhenItWrote)
     EXPECT_EQ(LinesWith("write 0 ret = 0").size(), 1u);
 }
 
-TEST_F(SysfsTest, NodeHelpersReadTheirNodes)
-{
+TEST_F(SysfsTest, NodeHelpersReadTheirNodes) {
     Put(std::string(kSensorDir) + "/palmetry_data_ready", "1\n");
     Put(std::string(kSensorDir) + "/palmetry_latch_data", "LATCH");
     Put(std::string(kSensorDir) + "/palmetry_latch_data2", "LATCH2");
@@ -213,8 +199,7 @@ TEST_F(SysfsTest, NodeHelpersReadTheirNodes)
     EXPECT_EQ(mSysfs->GetTouchChipInfo(), "");
 }
 
-TEST_F(SysfsTest, FingerprintAuxiliaryNode)
-{
+TEST_F(SysfsTest, FingerprintAuxiliaryNode) {
     EXPECT_LT(mSysfs->OpenFpAuxiliary(), 0);
     Put("/sys/devices/platform/fingerprint/fp_auxiliary_data", "0");
     int fd = mSysfs->OpenFpAuxiliary();
@@ -222,23 +207,20 @@ TEST_F(SysfsTest, FingerprintAuxiliaryNode)
     close(fd);
 }
 
-TEST_F(SysfsTest, FingerprintResultWithoutTheLibraryIsInvalid)
-{
+TEST_F(SysfsTest, FingerprintResultWithoutTheLibraryIsInvalid) {
     uint8_t result[16] = {0};
     EXPECT_EQ(mSysfs->SetFpAuxiliaryResult(result, sizeof(result)), -22);
     EXPECT_EQ(LinesWith("LibVyrFingerprint init failed").size(), 1u);
 }
 
-TEST_F(SysfsTest, NoInputDirectoryGivesEmptyMapSilently)
-{
+TEST_F(SysfsTest, NoInputDirectoryGivesEmptyMapSilently) {
     EXPECT_TRUE(mSysfs->GetInputDevice({"input_mt_wrapper"}).empty());
     EXPECT_TRUE(LinesWith("couldn't find").empty());
 }
 
 // Sandbox input nodes are plain files: the name query fails and every
 // device reads as nameless, so only the empty wanted name matches.
-TEST_F(SysfsTest, InputDevicesAreMatchedByNamePrefix)
-{
+TEST_F(SysfsTest, InputDevicesAreMatchedByNamePrefix) {
     Put("/dev/input/event0", "");
     Put("/dev/input/event1", "");
     EXPECT_TRUE(mSysfs->GetInputDevice({"input_mt_wrapper", "tolvi,ts_kit"}).empty());
@@ -253,8 +235,7 @@ TEST_F(SysfsTest, InputDevicesAreMatchedByNamePrefix)
     EXPECT_THAT(Logcat(), HasSubstr(" I vyr_tolvi: get /dev/input/event"));
 }
 
-TEST_F(SysfsTest, MemoryFiguresOfThisProcess)
-{
+TEST_F(SysfsTest, MemoryFiguresOfThisProcess) {
     std::string rollup = vyrtest::ReadText("/proc/self/smaps_rollup");
     if (rollup.find("Pss:") == std::string::npos) {
         GTEST_SKIP() << "no smaps_rollup";

@@ -19,9 +19,9 @@
 #include <vector>
 
 #include "hal/VyrHal.h"
-#include "support/TestFiles.h"
 #include "platform/WatchDog.h"
 #include "sandbox/Sandbox.h"
+#include "support/TestFiles.h"
 
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -48,8 +48,7 @@ constexpr const char *kPlainProduct = R"(<?xml version="1.0" encoding="utf-8"?>
 constexpr const char *kFrameTimer = "odm.vyr.frame_timer";
 constexpr const char *kSosDump = "persist.odm.vyr.sos_dump";
 
-size_t Count(const std::string &text, const std::string &part)
-{
+size_t Count(const std::string &text, const std::string &part) {
     size_t n = 0;
     for (size_t pos = text.find(part); pos != std::string::npos;
          pos = text.find(part, pos + part.size())) {
@@ -59,8 +58,7 @@ size_t Count(const std::string &text, const std::string &part)
 }
 
 // Threads of this process named `name`.
-int ThreadsNamed(const std::string &name)
-{
+int ThreadsNamed(const std::string &name) {
     int n = 0;
     DIR *dir = opendir("/proc/self/task");
     if (dir == nullptr) {
@@ -70,8 +68,8 @@ int ThreadsNamed(const std::string &name)
         if (entry->d_name[0] == '.') {
             continue;
         }
-        std::string comm = vyrtest::ReadText(std::string("/proc/self/task/") +
-                                                   entry->d_name + "/comm");
+        std::string comm =
+            vyrtest::ReadText(std::string("/proc/self/task/") + entry->d_name + "/comm");
         if (comm == name + "\n") {
             ++n;
         }
@@ -82,21 +80,18 @@ int ThreadsNamed(const std::string &name)
 
 class WatchDogTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         setenv("VYR_ROOT", mRoot.Path().c_str(), 1);
         setenv("VYR_LOGCAT", LogcatPath().c_str(), 1);
         setenv("VYR_LOG_STDERR", "0", 1);
     }
-    void TearDown() override
-    {
+    void TearDown() override {
         unsetenv("VYR_LOGCAT");
         unsetenv("VYR_LOG_STDERR");
         unsetenv("VYR_ROOT");
     }
 
-    void MakeSandbox(const std::map<std::string, std::string> &properties)
-    {
+    void MakeSandbox(const std::map<std::string, std::string> &properties) {
         vyrsim::SandboxOptions options;
         options.productXml = kPlainProduct;
         options.properties = properties;
@@ -106,8 +101,7 @@ protected:
 
     // A started HAL. It stays alive to the end of the process (reachable),
     // like the library's own instance, unless a test deletes it.
-    static VyrHal *StartHal()
-    {
+    static VyrHal *StartHal() {
         static std::vector<VyrHal *> *hals = new std::vector<VyrHal *>();
         VyrHal *hal = new VyrHal(nullptr);
         hals->push_back(hal);
@@ -118,8 +112,7 @@ protected:
 
     // Runs `body` on a started HAL in a child process, which must end within
     // `timeoutMs`; returns the wait status. A body that returns exits with 3.
-    int RunInChild(const std::function<void(VyrHal &)> &body, int timeoutMs = 15000)
-    {
+    int RunInChild(const std::function<void(VyrHal &)> &body, int timeoutMs = 15000) {
         fflush(nullptr);
         pid_t child = fork();
         if (child == 0) {
@@ -149,14 +142,12 @@ protected:
 
     std::string LogcatPath() const { return mRoot.Path() + "/logcat.txt"; }
     std::string Logcat() const { return vyrtest::ReadText(LogcatPath()); }
-    std::string Property(const std::string &name) const
-    {
+    std::string Property(const std::string &name) const {
         auto props = vyrsim::ReadProperties(mRoot.Path() + "/properties");
         auto it = props.find(name);
         return it == props.end() ? std::string() : it->second;
     }
-    bool WaitForLog(const std::string &text, int timeoutMs = 3000) const
-    {
+    bool WaitForLog(const std::string &text, int timeoutMs = 3000) const {
         auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
         while (Logcat().find(text) == std::string::npos) {
             if (std::chrono::steady_clock::now() > deadline) {
@@ -172,8 +163,7 @@ protected:
 
 }  // namespace
 
-TEST_F(WatchDogTest, ExpiredNodeEndsTheProcessWithoutDump)
-{
+TEST_F(WatchDogTest, ExpiredNodeEndsTheProcessWithoutDump) {
     MakeSandbox({{kFrameTimer, "10"}});
     int status = RunInChild([](VyrHal &hal) {
         hal.GetWatchdog().ResetWatchNode("Stuck42", 50);
@@ -199,8 +189,7 @@ TEST_F(WatchDogTest, ExpiredNodeEndsTheProcessWithoutDump)
     EXPECT_EQ(Property("odm.vyr.dae_alive"), "true");
 }
 
-TEST_F(WatchDogTest, ExpiredNodeAbortsWhenADumpIsWanted)
-{
+TEST_F(WatchDogTest, ExpiredNodeAbortsWhenADumpIsWanted) {
     MakeSandbox({{kFrameTimer, "10"}, {kSosDump, "true"}});
     int status = RunInChild([](VyrHal &hal) {
         ScopedWatchNode guard(hal.GetWatchdog(), "Hung77", 20);
@@ -213,8 +202,7 @@ TEST_F(WatchDogTest, ExpiredNodeAbortsWhenADumpIsWanted)
     EXPECT_THAT(log, HasSubstr("assertion \"mDoSos != true\" failed"));
 }
 
-TEST_F(WatchDogTest, TickZeroChecksWithoutPauseWhileNodesExist)
-{
+TEST_F(WatchDogTest, TickZeroChecksWithoutPauseWhileNodesExist) {
     MakeSandbox({{kFrameTimer, "0"}});
     VyrHal *hal = StartHal();
     hal->SetLogLevel(4);
@@ -230,8 +218,7 @@ TEST_F(WatchDogTest, TickZeroChecksWithoutPauseWhileNodesExist)
     EXPECT_EQ(Count(Logcat(), "Process Busy7 execution"), checks);
 }
 
-TEST_F(WatchDogTest, TickPacesTheChecks)
-{
+TEST_F(WatchDogTest, TickPacesTheChecks) {
     MakeSandbox({{kFrameTimer, "100"}});
     VyrHal *hal = StartHal();
     hal->SetLogLevel(4);
@@ -244,8 +231,7 @@ TEST_F(WatchDogTest, TickPacesTheChecks)
     EXPECT_LE(checks, 4u);
 }
 
-TEST_F(WatchDogTest, NestedGuardsWithTheSameNameShareOneNode)
-{
+TEST_F(WatchDogTest, NestedGuardsWithTheSameNameShareOneNode) {
     MakeSandbox({});
     VyrHal *hal = StartHal();
     WatchDog &dog = hal->GetWatchdog();
@@ -269,8 +255,7 @@ TEST_F(WatchDogTest, NestedGuardsWithTheSameNameShareOneNode)
 
 // A second module object, never started: its nodes are checked only when
 // asked, so every step can be looked at.
-TEST_F(WatchDogTest, IsTimeoutChecksAndLogsEveryNode)
-{
+TEST_F(WatchDogTest, IsTimeoutChecksAndLogsEveryNode) {
     MakeSandbox({});
     VyrHal *hal = StartHal();
     hal->SetLogLevel(4);
@@ -308,8 +293,7 @@ TEST_F(WatchDogTest, IsTimeoutChecksAndLogsEveryNode)
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(500));
 }
 
-TEST_F(WatchDogTest, PowerTimeAnswersBothCounters)
-{
+TEST_F(WatchDogTest, PowerTimeAnswersBothCounters) {
     MakeSandbox({});
     VyrHal *hal = StartHal();
     std::vector<uint8_t> out{'x', 'y'};
@@ -317,8 +301,7 @@ TEST_F(WatchDogTest, PowerTimeAnswersBothCounters)
     EXPECT_EQ(std::string(out.begin(), out.end()), "active:0+idle:0");
 }
 
-TEST_F(WatchDogTest, ThreadIsNamedAndStopsWithItsModule)
-{
+TEST_F(WatchDogTest, ThreadIsNamedAndStopsWithItsModule) {
     MakeSandbox({});  // default tick of a second
     VyrHal *hal = StartHal();
     ASSERT_TRUE(WaitForLog("WatchDog::ThreadProcess["));
@@ -358,8 +341,7 @@ TEST_F(WatchDogTest, ThreadIsNamedAndStopsWithItsModule)
     EXPECT_EQ(ThreadsNamed("vyr_WatchDog"), before);
 }
 
-TEST_F(WatchDogTest, DestroyingTheHalStopsATickingWatchDog)
-{
+TEST_F(WatchDogTest, DestroyingTheHalStopsATickingWatchDog) {
     MakeSandbox({{kFrameTimer, "5"}});
     VyrHal *hal = new VyrHal(nullptr);
     ASSERT_TRUE(hal->Init());

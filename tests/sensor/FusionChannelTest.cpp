@@ -13,8 +13,7 @@ namespace {
 
 constexpr uint64_t kT0 = 1000000000000ULL;  // a boot time, ns
 
-std::string Command(VyrHal &hal, const std::string &name, const std::string &param)
-{
+std::string Command(VyrHal &hal, const std::string &name, const std::string &param) {
     std::vector<uint8_t> in(param.begin(), param.end());
     std::vector<uint8_t> out;
     hal.VyrRunCommand("test", name, in, out);
@@ -23,8 +22,7 @@ std::string Command(VyrHal &hal, const std::string &name, const std::string &par
 
 }  // namespace
 
-TEST_F(HubTest, FusionSettingReachesTheHubAndFramesBecomeEvents)
-{
+TEST_F(HubTest, FusionSettingReachesTheHubAndFramesBecomeEvents) {
     ASSERT_TRUE(Probe().Ask("f", ProbeModule::kFusion, true));
     Drain();
     FusionSenseConfig config;
@@ -59,8 +57,7 @@ TEST_F(HubTest, FusionSettingReachesTheHubAndFramesBecomeEvents)
     EXPECT_EQ(FusionCalls("FusionSenseUnInit"), 1);
 }
 
-TEST_F(HubTest, RepeatedFusionSettingGoesThroughOnlyAfterAChannelChanged)
-{
+TEST_F(HubTest, RepeatedFusionSettingGoesThroughOnlyAfterAChannelChanged) {
     ASSERT_TRUE(Probe().Ask("f", ProbeModule::kFusion, true));
     ASSERT_TRUE(Probe().Ask("g", ProbeModule::kFusion, true));
     Drain();
@@ -84,8 +81,7 @@ TEST_F(HubTest, RepeatedFusionSettingGoesThroughOnlyAfterAChannelChanged)
     EXPECT_EQ(config.channelRates[2], 50.0f);
 }
 
-TEST_F(HubTest, FrameAgeLimitIsFiveSecondsInclusive)
-{
+TEST_F(HubTest, FrameAgeLimitIsFiveSecondsInclusive) {
     FSEventStruct frame = FusionFrame({{0, 1, 2, 3}}, kT0);
     Hub().ProcessFusionData(frame, kT0 + 5000000000ULL);
     Drain();
@@ -100,8 +96,7 @@ TEST_F(HubTest, FrameAgeLimitIsFiveSecondsInclusive)
     EXPECT_TRUE(LogHas("in deepsleep mode, Discarding the fusion event befor 5000ms"));
 }
 
-TEST_F(HubTest, FrameTimestampsRiseByOneWithinAFrameOnly)
-{
+TEST_F(HubTest, FrameTimestampsRiseByOneWithinAFrameOnly) {
     FSEventStruct frame = FusionFrame({{0, 0, 0, 1}, {1, 0, 0, 2}, {0, 0, 0, 3}}, kT0);
     Hub().ProcessFusionData(frame, kT0);
     FSEventStruct next = FusionFrame({{0, 0, 0, 4}}, kT0 + 200000000);
@@ -117,8 +112,7 @@ TEST_F(HubTest, FrameTimestampsRiseByOneWithinAFrameOnly)
     EXPECT_EQ(acc[2].timestamp, static_cast<int64_t>(kT0 + 200000000));
 }
 
-TEST_F(HubTest, AStrayChannelDropsTheWholeFrame)
-{
+TEST_F(HubTest, AStrayChannelDropsTheWholeFrame) {
     ASSERT_TRUE(Probe().Ask("f", ProbeModule::kFusion, true));
     Drain();
     FusionPause(true);
@@ -142,8 +136,7 @@ TEST_F(HubTest, AStrayChannelDropsTheWholeFrame)
     EXPECT_EQ(Probe().Count(SENSOR_TYPE_FUSION_GYRO), 1);
 }
 
-TEST_F(HubTest, BadFramesAreLoggedAndDropped)
-{
+TEST_F(HubTest, BadFramesAreLoggedAndDropped) {
     mHal->SetLogLevel(4);
     FSEventStruct empty = FusionFrame({}, kT0);
     Hub().ProcessFusionData(empty, kT0);
@@ -184,8 +177,7 @@ TEST_F(HubTest, BadFramesAreLoggedAndDropped)
     EXPECT_TRUE(LogHas("sensorhub rate:   5.0HZ, hal rate: 0HZ, type: 2 recv  1 events"));
 }
 
-TEST_F(HubTest, FusionConfigCommandWithoutClientsTakesTheChannelDown)
-{
+TEST_F(HubTest, FusionConfigCommandWithoutClientsTakesTheChannelDown) {
     EXPECT_EQ(Command(*mHal, "fusionConfig", "0"), "setting fusion config: 0");
     Drain();
     EXPECT_EQ(FusionCalls("FusionSenseInit"), 1);

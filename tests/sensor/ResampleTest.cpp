@@ -14,8 +14,7 @@ protected:
     const char *Product() const override { return kPlainProduct; }
 
     // A continuous real sensor as the library reports one.
-    static VyrSensor RealSensor()
-    {
+    static VyrSensor RealSensor() {
         static const int kObject = 0;
         VyrSensor sensor;
         sensor.handle = kAccHandle;
@@ -28,8 +27,7 @@ protected:
 
     // Events that pass out of `seconds` of a stream at `hz`, starting at a
     // boot time of 100 s.
-    int Passed(const VyrSensor &sensor, ResampleInfo &info, double hz, double seconds)
-    {
+    int Passed(const VyrSensor &sensor, ResampleInfo &info, double hz, double seconds) {
         const int n = static_cast<int>(hz * seconds);
         int passed = 0;
         for (int i = 0; i < n; ++i) {
@@ -45,16 +43,14 @@ protected:
 
 }  // namespace
 
-TEST_F(ResampleTest, FastStreamIsCutToTheTargetRate)
-{
+TEST_F(ResampleTest, FastStreamIsCutToTheTargetRate) {
     ResampleInfo info;
     info.rate = 100;
     int passed = Passed(RealSensor(), info, 400.0, 10.0);
     EXPECT_NEAR(passed, 1000, 10);  // within one event a second
 }
 
-TEST_F(ResampleTest, ModeratelyFastStreamDropsEveryNthEvent)
-{
+TEST_F(ResampleTest, ModeratelyFastStreamDropsEveryNthEvent) {
     ResampleInfo info;
     info.rate = 100;
     EXPECT_NEAR(Passed(RealSensor(), info, 150.0, 10.0), 1000, 10);
@@ -63,23 +59,20 @@ TEST_F(ResampleTest, ModeratelyFastStreamDropsEveryNthEvent)
     EXPECT_NEAR(Passed(RealSensor(), info2, 60.0, 10.0), 500, 10);
 }
 
-TEST_F(ResampleTest, SlowStreamPassesWhole)
-{
+TEST_F(ResampleTest, SlowStreamPassesWhole) {
     ResampleInfo info;
     info.rate = 100;
     EXPECT_EQ(Passed(RealSensor(), info, 50.0, 4.0), 200);
     EXPECT_EQ(info.count, 0);
 }
 
-TEST_F(ResampleTest, ZeroTargetDropsEveryEvent)
-{
+TEST_F(ResampleTest, ZeroTargetDropsEveryEvent) {
     ResampleInfo info;
     info.rate = 0;
     EXPECT_EQ(Passed(RealSensor(), info, 400.0, 2.0), 0);
 }
 
-TEST_F(ResampleTest, FirstEventPassesWithoutStartingTheClock)
-{
+TEST_F(ResampleTest, FirstEventPassesWithoutStartingTheClock) {
     ResampleInfo info;
     info.rate = 100;
     ASensorEvent event = ServiceEvent(kAccHandle, kAccType, 5000000000LL);
@@ -95,8 +88,7 @@ TEST_F(ResampleTest, FirstEventPassesWithoutStartingTheClock)
     EXPECT_FALSE(Hub().DataResampleSkip(RealSensor(), event, info));
 }
 
-TEST_F(ResampleTest, OnChangeAndPrivateSensorsAreNeverThinned)
-{
+TEST_F(ResampleTest, OnChangeAndPrivateSensorsAreNeverThinned) {
     ResampleInfo info;
     info.rate = 0;
     VyrSensor onChange = RealSensor();

@@ -9,8 +9,7 @@
 
 namespace {
 
-std::string RunVyrd(const std::string &dir, const std::string &root, const std::string &commands)
-{
+std::string RunVyrd(const std::string &dir, const std::string &root, const std::string &commands) {
     const std::string out = dir + "/vyrd.out";
     std::string line = std::string(VYRD_PATH) + " --root " + root + " --quiet-log" + commands +
                        " > " + out + " 2> " + dir + "/vyrd.err";
@@ -21,8 +20,7 @@ std::string RunVyrd(const std::string &dir, const std::string &root, const std::
 
 }  // namespace
 
-TEST(ScenarioCommand, PlaysOnTheLoadedSensorServiceAndSamplesShowInTheLog)
-{
+TEST(ScenarioCommand, PlaysOnTheLoadedSensorServiceAndSamplesShowInTheLog) {
     vyrtest::TempDir dir;
     ASSERT_FALSE(dir.Path().empty());
     const std::string root = dir.Path() + "/phone";

@@ -75,8 +75,7 @@ public:
     static constexpr uint32_t kGyro50 = 4;   // gyroscope at 50 Hz
     static constexpr uint32_t kUnknown = 5;  // a sensor nobody has
 
-    explicit ProbeModule(VyrHal &hal) : ModuleBase("Probe", hal)
-    {
+    explicit ProbeModule(VyrHal &hal) : ModuleBase("Probe", hal) {
         mTypeSensors[kAcc100][kAccType] = {100, 0};
         mTypeSensors[kAcc400][kAccType] = {400, 0};
         mTypeSensors[kFusion][SENSOR_TYPE_FUSION_SENSE] = {5, 0};
@@ -86,49 +85,42 @@ public:
         mTypeSensors[kUnknown][0x7777] = {10, 0};
     }
 
-    bool LastInit() override
-    {
+    bool LastInit() override {
         return mHal.GetSensorHub().RegisterSensorCallback(
             mName, [this](ASensorEvent event, bool) { OnEvent(event); });
     }
 
     void Uninit() override { mHal.GetSensorHub().UnregisterSensorCallback(mName); }
 
-    bool Ask(const std::string &client, uint32_t type, bool enable)
-    {
+    bool Ask(const std::string &client, uint32_t type, bool enable) {
         std::lock_guard<std::mutex> lock(mLock);
         SetConnection(client, static_cast<int>(type), enable, 0, 0);
         return SensorEnable(client, type, enable);
     }
 
-    bool Connected(const std::string &client, uint32_t type)
-    {
+    bool Connected(const std::string &client, uint32_t type) {
         std::lock_guard<std::mutex> lock(mLock);
         return IsClientConnected(client, type);
     }
 
-    int Count(int32_t type)
-    {
+    int Count(int32_t type) {
         std::lock_guard<std::mutex> lock(mLock);
         return mCounts[type];
     }
 
-    void ClearCounts()
-    {
+    void ClearCounts() {
         std::lock_guard<std::mutex> lock(mLock);
         mCounts.clear();
         mEvents.clear();
     }
 
-    std::vector<ASensorEvent> Events(int32_t type)
-    {
+    std::vector<ASensorEvent> Events(int32_t type) {
         std::lock_guard<std::mutex> lock(mLock);
         return mEvents[type];
     }
 
 private:
-    void OnEvent(const ASensorEvent &event)
-    {
+    void OnEvent(const ASensorEvent &event) {
         std::lock_guard<std::mutex> lock(mLock);
         mCounts[event.type] += 1;
         auto &list = mEvents[event.type];
@@ -146,8 +138,7 @@ private:
 class Standin {
 public:
     Standin() = default;
-    ~Standin()
-    {
+    ~Standin() {
         if (mHandle != nullptr) {
             dlclose(mHandle);
         }
@@ -155,15 +146,13 @@ public:
     Standin(const Standin &) = delete;
     Standin &operator=(const Standin &) = delete;
 
-    bool Open(const std::string &path)
-    {
+    bool Open(const std::string &path) {
         mHandle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
         return mHandle != nullptr;
     }
 
     template <typename T>
-    T Get(const char *name) const
-    {
+    T Get(const char *name) const {
         return mHandle != nullptr ? reinterpret_cast<T>(dlsym(mHandle, name)) : nullptr;
     }
 
@@ -176,8 +165,7 @@ protected:
     // The product for this test; the fusion product unless changed.
     virtual const char *Product() const { return kFusionProduct; }
 
-    void SetUp() override
-    {
+    void SetUp() override {
         ASSERT_FALSE(mDir.Path().empty());
         setenv("VYR_ROOT", mDir.Path().c_str(), 1);
         setenv("VYR_LOGCAT", (mDir.Path() + "/logcat.txt").c_str(), 1);
@@ -196,8 +184,7 @@ protected:
         ASSERT_TRUE(mProbe->LastInit());
     }
 
-    void TearDown() override
-    {
+    void TearDown() override {
         mProbe.reset();
         mHal.reset();
     }
@@ -208,8 +195,7 @@ protected:
     // Waits until every message posted so far has been handled.
     void Drain() { ASSERT_TRUE(Hub().WaitQueueEmpty(5000)); }
 
-    static bool WaitUntil(const std::function<bool()> &done, int timeoutMs = 3000)
-    {
+    static bool WaitUntil(const std::function<bool()> &done, int timeoutMs = 3000) {
         auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
         while (std::chrono::steady_clock::now() < deadline) {
             if (done()) {
@@ -222,12 +208,10 @@ protected:
 
     std::string Logcat() const { return vyrtest::ReadText(mDir.Path() + "/logcat.txt"); }
     bool LogHas(const std::string &text) const { return Logcat().find(text) != std::string::npos; }
-    bool WaitForLog(const std::string &text, int timeoutMs = 3000) const
-    {
+    bool WaitForLog(const std::string &text, int timeoutMs = 3000) const {
         return WaitUntil([&] { return LogHas(text); }, timeoutMs);
     }
-    size_t LogCount(const std::string &text) const
-    {
+    size_t LogCount(const std::string &text) const {
         std::string log = Logcat();
         size_t n = 0;
         for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) {
@@ -237,20 +221,16 @@ protected:
     }
 
     // Sensor service controls.
-    int32_t PeriodUs(int32_t type) const
-    {
+    int32_t PeriodUs(int32_t type) const {
         return mSensorLib.Get<int32_t (*)(int32_t)>("VyrSimGetSensorPeriodUs")(type);
     }
-    int32_t EnableCount(int32_t type) const
-    {
+    int32_t EnableCount(int32_t type) const {
         return mSensorLib.Get<int32_t (*)(int32_t)>("VyrSimEnableCount")(type);
     }
-    int32_t DisableCount(int32_t type) const
-    {
+    int32_t DisableCount(int32_t type) const {
         return mSensorLib.Get<int32_t (*)(int32_t)>("VyrSimDisableCount")(type);
     }
-    int32_t Inject(const ASensorEvent &event) const
-    {
+    int32_t Inject(const ASensorEvent &event) const {
         return mSensorLib.Get<int32_t (*)(const ASensorEvent *)>("VyrSimInjectEvent")(&event);
     }
     int32_t SensorSync() const { return mSensorLib.Get<int32_t (*)(int32_t)>("VyrSimSync")(3000); }
@@ -260,25 +240,20 @@ protected:
 
     // Fusion channel controls.
     bool FusionOpen() const { return mFusionLib.Get<bool (*)()>("FusionSimIsOpen")(); }
-    bool FusionConfig(FusionSenseConfig &config, bool &enable) const
-    {
+    bool FusionConfig(FusionSenseConfig &config, bool &enable) const {
         return mFusionLib.Get<bool (*)(FusionSenseConfig *, bool *)>("FusionSimGetConfig")(&config,
                                                                                            &enable);
     }
-    int32_t FusionCalls(const char *function) const
-    {
+    int32_t FusionCalls(const char *function) const {
         return mFusionLib.Get<int32_t (*)(const char *)>("FusionSimCallCount")(function);
     }
-    int32_t FusionInject(const FSEventStruct &frame) const
-    {
+    int32_t FusionInject(const FSEventStruct &frame) const {
         return mFusionLib.Get<int32_t (*)(const FSEventStruct &)>("FusionSimInjectFrame")(frame);
     }
-    void FusionPause(bool pause) const
-    {
+    void FusionPause(bool pause) const {
         mFusionLib.Get<void (*)(bool)>("FusionSimPauseFrames")(pause);
     }
-    int32_t FusionSync() const
-    {
+    int32_t FusionSync() const {
         return mFusionLib.Get<int32_t (*)(int32_t)>("FusionSimSync")(3000);
     }
     int32_t FusionRestart() const { return mFusionLib.Get<int32_t (*)()>("FusionSimHubRestart")(); }
@@ -292,8 +267,7 @@ protected:
 };
 
 // An event as the sensor service makes it.
-inline ASensorEvent ServiceEvent(int32_t handle, int32_t type, int64_t timestamp)
-{
+inline ASensorEvent ServiceEvent(int32_t handle, int32_t type, int64_t timestamp) {
     ASensorEvent event{};
     event.version = VYR_SENSOR_EVENT_VERSION;
     event.sensor = handle;
@@ -304,8 +278,7 @@ inline ASensorEvent ServiceEvent(int32_t handle, int32_t type, int64_t timestamp
 
 // One plain fusion frame of (channel, x, y, z) entries, checksum filled in.
 inline FSEventStruct FusionFrame(const std::vector<std::array<float, 4>> &entries,
-                                 uint64_t timestamp)
-{
+                                 uint64_t timestamp) {
     FSEventStruct frame;
     frame.mode = 0;
     frame.timestamp = timestamp;

@@ -19,8 +19,7 @@ protected:
     const char *Product() const override { return kPlainProduct; }
 };
 
-ASensorEvent OwnEvent(int32_t type, int64_t timestamp)
-{
+ASensorEvent OwnEvent(int32_t type, int64_t timestamp) {
     ASensorEvent event{};
     event.sensor = type;
     event.type = type;
@@ -30,8 +29,7 @@ ASensorEvent OwnEvent(int32_t type, int64_t timestamp)
 
 }  // namespace
 
-TEST_F(HubTest, TwoCallersRunTheSensorAtTheFastestRateAndTheLastDisableStopsIt)
-{
+TEST_F(HubTest, TwoCallersRunTheSensorAtTheFastestRateAndTheLastDisableStopsIt) {
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kAcc100, true));
     EXPECT_TRUE(WaitUntil([&] { return PeriodUs(kAccType) == 10000; }));
     ASSERT_TRUE(Probe().Ask("b", ProbeModule::kAcc400, true));
@@ -65,8 +63,7 @@ TEST_F(HubTest, TwoCallersRunTheSensorAtTheFastestRateAndTheLastDisableStopsIt)
                "500654080"));
 }
 
-TEST_F(HubTest, UnchangedSettingIsSkippedAndAnOffSensorIsNotDisabledAgain)
-{
+TEST_F(HubTest, UnchangedSettingIsSkippedAndAnOffSensorIsNotDisabledAgain) {
     mHal->SetLogLevel(4);
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kAcc100, true));
     Drain();
@@ -84,8 +81,7 @@ TEST_F(HubTest, UnchangedSettingIsSkippedAndAnOffSensorIsNotDisabledAgain)
     EXPECT_EQ(EnableCount(kGyroType), 0);
 }
 
-TEST_F(HubTest, TheServiceIsConnectedOnTheFirstLookupAndTheWakeupFlagIsAPreference)
-{
+TEST_F(HubTest, TheServiceIsConnectedOnTheFirstLookupAndTheWakeupFlagIsAPreference) {
     EXPECT_FALSE(Hub().IsConnected());
     ASSERT_TRUE(Hub().SetSensorEnable("w", kAccType, true, 50, 0, true));
     Drain();
@@ -107,8 +103,7 @@ TEST_F(HubTest, TheServiceIsConnectedOnTheFirstLookupAndTheWakeupFlagIsAPreferen
     EXPECT_FALSE(Hub().IsSensorContinuous(5));
 }
 
-TEST_F(HubTest, ClientDeathDisablesEveryCallerThatHoldsTheName)
-{
+TEST_F(HubTest, ClientDeathDisablesEveryCallerThatHoldsTheName) {
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kAcc100, true));
     ASSERT_TRUE(Probe().Ask("b", ProbeModule::kAcc400, true));
     ASSERT_TRUE(Probe().Ask("b", ProbeModule::kGyro50, true));
@@ -127,8 +122,7 @@ TEST_F(HubTest, ClientDeathDisablesEveryCallerThatHoldsTheName)
     EXPECT_TRUE(WaitUntil([&] { return PeriodUs(kAccType) == 0; }));
 }
 
-TEST_F(HubTest, DisableAllTurnsTheRealSensorsOff)
-{
+TEST_F(HubTest, DisableAllTurnsTheRealSensorsOff) {
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kAcc100, true));
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kGyro50, true));
     Drain();
@@ -140,8 +134,7 @@ TEST_F(HubTest, DisableAllTurnsTheRealSensorsOff)
     EXPECT_TRUE(LogHas("cur sensor: KX-GYR Gyroscope Non-wakeup disable"));
 }
 
-TEST_F(HubTest, IdleTakesTwoRequestsTwoSecondsApart)
-{
+TEST_F(HubTest, IdleTakesTwoRequestsTwoSecondsApart) {
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kAcc100, true));
     Drain();
     Hub().SensorIdle(true, 5);
@@ -180,8 +173,7 @@ TEST_F(HubTest, IdleTakesTwoRequestsTwoSecondsApart)
     EXPECT_FALSE(Hub().IsIdle());
 }
 
-TEST_F(HubTest, ReconnectRestoresEnableAndRateWithoutTellingTheModules)
-{
+TEST_F(HubTest, ReconnectRestoresEnableAndRateWithoutTellingTheModules) {
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kAcc100, true));
     EXPECT_TRUE(WaitUntil([&] { return PeriodUs(kAccType) == 10000; }));
     Drain();
@@ -215,8 +207,7 @@ TEST_F(HubTest, ReconnectRestoresEnableAndRateWithoutTellingTheModules)
     EXPECT_TRUE(WaitUntil([&] { return Probe().Count(kAccType) > 20; }));
 }
 
-TEST_F(HubTest, BadEventsAndRequestsAreLoggedAndDropped)
-{
+TEST_F(HubTest, BadEventsAndRequestsAreLoggedAndDropped) {
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kAcc100, true));
     Drain();
     ASSERT_TRUE(Hub().IsConnected());
@@ -249,8 +240,7 @@ TEST_F(HubTest, BadEventsAndRequestsAreLoggedAndDropped)
     EXPECT_EQ(PeriodUs(kGyroType), 100000);
 }
 
-TEST_F(PlainHubTest, CallbacksRunInNameOrderAndAreReplacedByName)
-{
+TEST_F(PlainHubTest, CallbacksRunInNameOrderAndAreReplacedByName) {
     std::vector<std::string> calls;  // touched on the hub thread only, read after Drain
     EXPECT_TRUE(Hub().RegisterSensorCallback(
         "b", [&](ASensorEvent, bool ok) { calls.push_back(ok ? "b" : "b?"); }));
@@ -273,8 +263,7 @@ TEST_F(PlainHubTest, CallbacksRunInNameOrderAndAreReplacedByName)
     Hub().UnregisterSensorCallback("a");
 }
 
-TEST_F(PlainHubTest, ACallbackMayDropItselfAndAddAnother)
-{
+TEST_F(PlainHubTest, ACallbackMayDropItselfAndAddAnother) {
     std::atomic<int> once{0};
     std::atomic<int> later{0};
     Hub().RegisterSensorCallback("m", [&](ASensorEvent, bool) {
@@ -290,8 +279,7 @@ TEST_F(PlainHubTest, ACallbackMayDropItselfAndAddAnother)
     Hub().UnregisterSensorCallback("n");
 }
 
-TEST_F(PlainHubTest, EventsOfOneBatchKeepTheirOrder)
-{
+TEST_F(PlainHubTest, EventsOfOneBatchKeepTheirOrder) {
     std::vector<int64_t> stamps;
     Hub().RegisterSensorCallback("order", [&](ASensorEvent event, bool) {
         if (event.type == SENSOR_TYPE_TP) {
@@ -319,8 +307,7 @@ TEST_F(PlainHubTest, EventsOfOneBatchKeepTheirOrder)
     EXPECT_GT(GetEventArrivalMs(last), 0u);
 }
 
-TEST_F(PlainHubTest, PrivateTableWithoutTheFusionGroups)
-{
+TEST_F(PlainHubTest, PrivateTableWithoutTheFusionGroups) {
     auto sensors = Hub().GetPrivateSensors();
     ASSERT_EQ(sensors.size(), 20u);
     EXPECT_EQ(static_cast<uint32_t>(sensors.front().type), 0xF4000000u);
@@ -332,8 +319,7 @@ TEST_F(PlainHubTest, PrivateTableWithoutTheFusionGroups)
     EXPECT_EQ(types.at(0xF1000002u), "SENSOR_TYPE_TP");
 }
 
-TEST_F(HubTest, PrivateTableOfAFusionProduct)
-{
+TEST_F(HubTest, PrivateTableOfAFusionProduct) {
     auto sensors = Hub().GetPrivateSensors();
     ASSERT_EQ(sensors.size(), 37u);
     EXPECT_EQ(sensors[0].type, SENSOR_TYPE_FUSION_ACC);
@@ -355,8 +341,7 @@ TEST_F(HubTest, PrivateTableOfAFusionProduct)
     EXPECT_EQ(types.count(0x2000000u), 0u);
 }
 
-TEST_F(HubTest, StopsCleanlyWhileSamplesFlow)
-{
+TEST_F(HubTest, StopsCleanlyWhileSamplesFlow) {
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kAcc400, true));
     ASSERT_TRUE(Probe().Ask("a", ProbeModule::kGyro50, true));
     EXPECT_TRUE(WaitUntil([&] { return Probe().Count(kAccType) > 10; }));
@@ -381,8 +366,7 @@ TEST_F(HubTest, StopsCleanlyWhileSamplesFlow)
 // The way out through SOS ends the process even when it starts on the hub's
 // thread, or while that thread hangs in a module callback with the module
 // mutex held; the HAL is then destroyed by exit() as the library's own is.
-TEST_F(HubTest, SosFromAModuleCallbackEndsTheProcess)
-{
+TEST_F(HubTest, SosFromAModuleCallbackEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
@@ -396,8 +380,7 @@ TEST_F(HubTest, SosFromAModuleCallbackEndsTheProcess)
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(HubTest, SosWhileTheHubHangsEndsTheProcess)
-{
+TEST_F(HubTest, SosWhileTheHubHangsEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {

@@ -5,8 +5,8 @@
 #include <set>
 #include <string>
 
-#include "support/TestFiles.h"
 #include "sandbox/Sandbox.h"
+#include "support/TestFiles.h"
 
 using vyrtest::ReadText;
 using vyrtest::TempDir;

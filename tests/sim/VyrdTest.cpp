@@ -13,8 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include "support/TestFiles.h"
 #include "sandbox/Sandbox.h"
+#include "support/TestFiles.h"
 
 using nlohmann::json;
 using vyrtest::ReadLines;

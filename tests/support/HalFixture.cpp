@@ -19,8 +19,7 @@ std::mutex gMsgMutex;
 std::condition_variable gMsgCond;
 std::vector<vyr_msg_t> gMessages;
 
-void RecordMessage(vyr_msg_t &msg)
-{
+void RecordMessage(vyr_msg_t &msg) {
     std::lock_guard<std::mutex> lock(gMsgMutex);
     gMessages.push_back(msg);
     gMsgCond.notify_all();
@@ -28,8 +27,7 @@ void RecordMessage(vyr_msg_t &msg)
 
 }  // namespace
 
-void HalFixture::SetUp()
-{
+void HalFixture::SetUp() {
     ASSERT_FALSE(mDir.Path().empty());
     setenv("VYR_ROOT", mDir.Path().c_str(), 1);
     setenv("VYR_LOGCAT", (mDir.Path() + "/logcat.txt").c_str(), 1);
@@ -37,21 +35,18 @@ void HalFixture::SetUp()
     ClearMessages();
 }
 
-void HalFixture::TearDown()
-{
+void HalFixture::TearDown() {
     // The library stays loaded: its singleton lives until the process ends.
     mOps = nullptr;
 }
 
-void HalFixture::MakeSandbox(const vyrsim::SandboxOptions &options)
-{
+void HalFixture::MakeSandbox(const vyrsim::SandboxOptions &options) {
     std::string error;
     ASSERT_TRUE(vyrsim::CreateSandbox(mDir.Path(), options, &error)) << error;
     mSandboxMade = true;
 }
 
-int32_t HalFixture::StartHal(vyr_sys_device_t *sys)
-{
+int32_t HalFixture::StartHal(vyr_sys_device_t *sys) {
     if (!mSandboxMade) {
         MakeSandbox(vyrsim::SandboxOptions());
     }
@@ -72,8 +67,7 @@ int32_t HalFixture::StartHal(vyr_sys_device_t *sys)
 }
 
 std::vector<uint8_t> HalFixture::RunRaw(const std::string &cmd, const std::string &param,
-                                        const std::string &client)
-{
+                                        const std::string &client) {
     std::vector<uint8_t> in(param.begin(), param.end());
     std::vector<uint8_t> out;
     EXPECT_NE(mOps, nullptr);
@@ -84,21 +78,20 @@ std::vector<uint8_t> HalFixture::RunRaw(const std::string &cmd, const std::strin
 }
 
 std::string HalFixture::Run(const std::string &cmd, const std::string &param,
-                            const std::string &client)
-{
+                            const std::string &client) {
     std::vector<uint8_t> out = RunRaw(cmd, param, client);
     return std::string(out.begin(), out.end());
 }
 
-std::string HalFixture::Logcat() const { return ReadText(mDir.Path() + "/logcat.txt"); }
+std::string HalFixture::Logcat() const {
+    return ReadText(mDir.Path() + "/logcat.txt");
+}
 
-bool HalFixture::LogcatHas(const std::string &text) const
-{
+bool HalFixture::LogcatHas(const std::string &text) const {
     return Logcat().find(text) != std::string::npos;
 }
 
-bool HalFixture::WaitForLog(const std::string &text, int timeoutMs) const
-{
+bool HalFixture::WaitForLog(const std::string &text, int timeoutMs) const {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     while (std::chrono::steady_clock::now() < deadline) {
         if (LogcatHas(text)) {
@@ -109,40 +102,34 @@ bool HalFixture::WaitForLog(const std::string &text, int timeoutMs) const
     return LogcatHas(text);
 }
 
-std::map<std::string, std::string> HalFixture::Properties() const
-{
+std::map<std::string, std::string> HalFixture::Properties() const {
     return vyrsim::ReadProperties(mDir.Path() + "/properties");
 }
 
-std::string HalFixture::Property(const std::string &name) const
-{
+std::string HalFixture::Property(const std::string &name) const {
     auto props = Properties();
     auto it = props.find(name);
     return it == props.end() ? std::string() : it->second;
 }
 
-std::vector<vyr_msg_t> HalFixture::Messages()
-{
+std::vector<vyr_msg_t> HalFixture::Messages() {
     std::lock_guard<std::mutex> lock(gMsgMutex);
     return gMessages;
 }
 
-void HalFixture::ClearMessages()
-{
+void HalFixture::ClearMessages() {
     std::lock_guard<std::mutex> lock(gMsgMutex);
     gMessages.clear();
 }
 
-bool HalFixture::WaitForMessages(size_t count, int timeoutMs)
-{
+bool HalFixture::WaitForMessages(size_t count, int timeoutMs) {
     std::unique_lock<std::mutex> lock(gMsgMutex);
     return gMsgCond.wait_for(lock, std::chrono::milliseconds(timeoutMs),
                              [count] { return gMessages.size() >= count; });
 }
 
 bool HalFixture::WaitForMessage(const std::function<bool(const vyr_msg_t &)> &match,
-                                int timeoutMs)
-{
+                                int timeoutMs) {
     std::unique_lock<std::mutex> lock(gMsgMutex);
     return gMsgCond.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&match] {
         for (const auto &msg : gMessages) {

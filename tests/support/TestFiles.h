@@ -56,5 +56,4 @@ inline void WriteText(const std::string &path, const std::string &text) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }
 
-
 }  // namespace vyrtest

@@ -17,14 +17,12 @@ namespace vyrtest {
 
 class UnitSandbox : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
+    void SetUp() override {
         setenv("VYR_ROOT", mRoot.Path().c_str(), 1);
         setenv("VYR_LOGCAT", LogcatPath().c_str(), 1);
         setenv("VYR_LOG_STDERR", "0", 1);
     }
-    void TearDown() override
-    {
+    void TearDown() override {
         unsetenv("VYR_LOGCAT");
         unsetenv("VYR_LOG_STDERR");
         unsetenv("VYR_ROOT");
@@ -33,8 +31,7 @@ protected:
     // A HAL object built but not started. Destroying one that never started
     // ends the process through SOS with exit code 0, which would turn a
     // failed test into a pass, so these live (reachable) to the end.
-    static VyrHal &NewHal()
-    {
+    static VyrHal &NewHal() {
         static std::vector<VyrHal *> *hals = new std::vector<VyrHal *>();
         hals->push_back(new VyrHal(nullptr));
         return *hals->back();
@@ -44,8 +41,7 @@ protected:
     std::string Logcat() const { return ReadText(LogcatPath()); }
     std::vector<std::string> LogcatLines() const { return ReadLines(LogcatPath()); }
     // The logcat lines that hold `text`.
-    std::vector<std::string> LinesWith(const std::string &text) const
-    {
+    std::vector<std::string> LinesWith(const std::string &text) const {
         std::vector<std::string> found;
         for (const std::string &line : LogcatLines()) {
             if (line.find(text) != std::string::npos) {
@@ -57,8 +53,7 @@ protected:
 
     // Where a device path lives inside the sandbox.
     std::string Real(const std::string &devicePath) const { return mRoot.Path() + devicePath; }
-    void MakeDirs(const std::string &devicePath, mode_t mode = 0755) const
-    {
+    void MakeDirs(const std::string &devicePath, mode_t mode = 0755) const {
         std::string running = mRoot.Path();
         for (const std::string &piece : SplitPath(devicePath)) {
             running += "/" + piece;
@@ -66,13 +61,11 @@ protected:
         }
     }
     // Writes a file at a device path, making its directories.
-    void Put(const std::string &devicePath, const std::string &text) const
-    {
+    void Put(const std::string &devicePath, const std::string &text) const {
         WriteText(Real(devicePath), text);
     }
     std::string Get(const std::string &devicePath) const { return ReadText(Real(devicePath)); }
-    static bool Exists(const std::string &path)
-    {
+    static bool Exists(const std::string &path) {
         struct stat info {};
         return lstat(path.c_str(), &info) == 0;
     }
@@ -80,8 +73,7 @@ protected:
     TempDir mRoot;
 
 private:
-    static std::vector<std::string> SplitPath(const std::string &path)
-    {
+    static std::vector<std::string> SplitPath(const std::string &path) {
         std::vector<std::string> pieces;
         size_t start = 0;
         while (start <= path.size()) {

@@ -42,8 +42,7 @@ struct RealCrypto {
     RAND_bytes_t randBytes = nullptr;
 };
 
-void *OpenCrypto()
-{
+void *OpenCrypto() {
     // The library the build found first, then the usual run-time names.
     const char *const names[] = {CIPHREL_LIBCRYPTO_PATH, "libcrypto.so.3", "libcrypto.so"};
     for (const char *name : names) {
@@ -60,16 +59,14 @@ void *OpenCrypto()
 }
 
 template <typename Fn>
-void Take(void *handle, const char *name, Fn &slot)
-{
+void Take(void *handle, const char *name, Fn &slot) {
     slot = reinterpret_cast<Fn>(dlsym(handle, name));
     if (slot == nullptr) {
         __android_log_print(ANDROID_LOG_ERROR, kTag, "libcrypto lacks %s", name);
     }
 }
 
-RealCrypto Load()
-{
+RealCrypto Load() {
     RealCrypto real;
     // Kept open for the life of the process.
     void *handle = OpenCrypto();
@@ -91,8 +88,7 @@ RealCrypto Load()
     return real;
 }
 
-const RealCrypto &Real()
-{
+const RealCrypto &Real() {
     static const RealCrypto real = Load();
     return real;
 }
@@ -101,71 +97,57 @@ const RealCrypto &Real()
 
 // A missing real function reads as the failure of the call: null or 0.
 
-CIPHREL_EXPORT EVP_CIPHER_CTX *EVP_CIPHER_CTX_new(void)
-{
+CIPHREL_EXPORT EVP_CIPHER_CTX *EVP_CIPHER_CTX_new(void) {
     return Real().ctxNew != nullptr ? Real().ctxNew() : nullptr;
 }
 
-CIPHREL_EXPORT int EVP_EncryptInit_ex(EVP_CIPHER_CTX *ctx, const EVP_CIPHER *cipher,
-                                      ENGINE *impl, const unsigned char *key,
-                                      const unsigned char *iv)
-{
+CIPHREL_EXPORT int EVP_EncryptInit_ex(EVP_CIPHER_CTX *ctx, const EVP_CIPHER *cipher, ENGINE *impl,
+                                      const unsigned char *key, const unsigned char *iv) {
     return Real().encryptInit != nullptr ? Real().encryptInit(ctx, cipher, impl, key, iv) : 0;
 }
 
-CIPHREL_EXPORT int EVP_DecryptInit_ex(EVP_CIPHER_CTX *ctx, const EVP_CIPHER *cipher,
-                                      ENGINE *impl, const unsigned char *key,
-                                      const unsigned char *iv)
-{
+CIPHREL_EXPORT int EVP_DecryptInit_ex(EVP_CIPHER_CTX *ctx, const EVP_CIPHER *cipher, ENGINE *impl,
+                                      const unsigned char *key, const unsigned char *iv) {
     return Real().decryptInit != nullptr ? Real().decryptInit(ctx, cipher, impl, key, iv) : 0;
 }
 
-CIPHREL_EXPORT int EVP_CIPHER_CTX_ctrl(EVP_CIPHER_CTX *ctx, int type, int arg, void *ptr)
-{
+CIPHREL_EXPORT int EVP_CIPHER_CTX_ctrl(EVP_CIPHER_CTX *ctx, int type, int arg, void *ptr) {
     return Real().ctrl != nullptr ? Real().ctrl(ctx, type, arg, ptr) : 0;
 }
 
 CIPHREL_EXPORT int EVP_EncryptUpdate(EVP_CIPHER_CTX *ctx, unsigned char *out, int *outl,
-                                     const unsigned char *in, int inl)
-{
+                                     const unsigned char *in, int inl) {
     return Real().encryptUpdate != nullptr ? Real().encryptUpdate(ctx, out, outl, in, inl) : 0;
 }
 
 CIPHREL_EXPORT int EVP_DecryptUpdate(EVP_CIPHER_CTX *ctx, unsigned char *out, int *outl,
-                                     const unsigned char *in, int inl)
-{
+                                     const unsigned char *in, int inl) {
     return Real().decryptUpdate != nullptr ? Real().decryptUpdate(ctx, out, outl, in, inl) : 0;
 }
 
 CIPHREL_EXPORT int EVP_CipherUpdate(EVP_CIPHER_CTX *ctx, unsigned char *out, int *outl,
-                                    const unsigned char *in, int inl)
-{
+                                    const unsigned char *in, int inl) {
     return Real().cipherUpdate != nullptr ? Real().cipherUpdate(ctx, out, outl, in, inl) : 0;
 }
 
-CIPHREL_EXPORT int EVP_EncryptFinal_ex(EVP_CIPHER_CTX *ctx, unsigned char *out, int *outl)
-{
+CIPHREL_EXPORT int EVP_EncryptFinal_ex(EVP_CIPHER_CTX *ctx, unsigned char *out, int *outl) {
     return Real().encryptFinal != nullptr ? Real().encryptFinal(ctx, out, outl) : 0;
 }
 
-CIPHREL_EXPORT int EVP_DecryptFinal_ex(EVP_CIPHER_CTX *ctx, unsigned char *out, int *outl)
-{
+CIPHREL_EXPORT int EVP_DecryptFinal_ex(EVP_CIPHER_CTX *ctx, unsigned char *out, int *outl) {
     return Real().decryptFinal != nullptr ? Real().decryptFinal(ctx, out, outl) : 0;
 }
 
-CIPHREL_EXPORT const EVP_CIPHER *EVP_aes_256_gcm(void)
-{
+CIPHREL_EXPORT const EVP_CIPHER *EVP_aes_256_gcm(void) {
     return Real().aes256Gcm != nullptr ? Real().aes256Gcm() : nullptr;
 }
 
-CIPHREL_EXPORT void EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *ctx)
-{
+CIPHREL_EXPORT void EVP_CIPHER_CTX_free(EVP_CIPHER_CTX *ctx) {
     if (Real().ctxFree != nullptr) {
         Real().ctxFree(ctx);
     }
 }
 
-CIPHREL_EXPORT int RAND_bytes(unsigned char *buf, int num)
-{
+CIPHREL_EXPORT int RAND_bytes(unsigned char *buf, int num) {
     return Real().randBytes != nullptr ? Real().randBytes(buf, num) : 0;
 }

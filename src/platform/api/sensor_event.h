@@ -101,14 +101,12 @@ static_assert(offsetof(ASensorEvent, reserved1) == VYR_SENSOR_EVENT_ARRIVAL_OFFS
               "arrival time at byte 92");
 
 // The arrival time (wall clock, ms) at byte 92.
-inline void SetEventArrivalMs(ASensorEvent &event, uint64_t ms)
-{
+inline void SetEventArrivalMs(ASensorEvent &event, uint64_t ms) {
     memcpy(reinterpret_cast<unsigned char *>(&event) + VYR_SENSOR_EVENT_ARRIVAL_OFFSET, &ms,
            sizeof(ms));
 }
 
-inline uint64_t GetEventArrivalMs(const ASensorEvent &event)
-{
+inline uint64_t GetEventArrivalMs(const ASensorEvent &event) {
     uint64_t ms = 0;
     memcpy(&ms, reinterpret_cast<const unsigned char *>(&event) + VYR_SENSOR_EVENT_ARRIVAL_OFFSET,
            sizeof(ms));
