@@ -24,21 +24,6 @@
 
 namespace {
 
-constexpr const char *kPlainProduct = R"(<?xml version="1.0" encoding="utf-8"?>
-<vyr_product_config>
-    <version_info>
-        <latest_update_time>2026-01-02</latest_update_time>
-        <latest_update_author>bench</latest_update_author>
-    </version_info>
-    <product>
-        <product_name>any</product_name>
-        <method>skip</method>
-        <rule>
-        </rule>
-    </product>
-</vyr_product_config>
-)";
-
 constexpr int32_t kAccType = 1;
 constexpr int32_t kAccHandle = 0x10;  // the stand-in's non-wakeup accelerometer
 constexpr int kBatch = 10000;
@@ -83,7 +68,7 @@ VyrHal &BenchHal() {
         setenv("VYR_ROOT", dir.c_str(), 1);
         setenv("VYR_LOG_STDERR", "0", 1);
         vyrsim::SandboxOptions options;
-        options.productXml = kPlainProduct;
+        options.productXml = vyrsim::ProductXmlFor("");
         vyrsim::CreateSandbox(dir, options, nullptr);
         auto *made = new VyrHal(nullptr);
         made->Init();

@@ -12,21 +12,6 @@
 
 namespace {
 
-constexpr const char *kPlainProduct = R"(<?xml version="1.0" encoding="utf-8"?>
-<vyr_product_config>
-    <version_info>
-        <latest_update_time>2026-01-02</latest_update_time>
-        <latest_update_author>bench</latest_update_author>
-    </version_info>
-    <product>
-        <product_name>any</product_name>
-        <method>skip</method>
-        <rule>
-        </rule>
-    </product>
-</vyr_product_config>
-)";
-
 // One started HAL for all runs, in its own sandbox; quiet logcat.
 VyrHal &BenchHal() {
     static VyrHal *hal = [] {
@@ -36,7 +21,7 @@ VyrHal &BenchHal() {
         setenv("VYR_ROOT", dir.c_str(), 1);
         setenv("VYR_LOG_STDERR", "0", 1);
         vyrsim::SandboxOptions options;
-        options.productXml = kPlainProduct;
+        options.productXml = vyrsim::ProductXmlFor("");
         options.installLibs = false;
         vyrsim::CreateSandbox(dir, options, nullptr);
         auto *made = new VyrHal(nullptr);

@@ -22,20 +22,6 @@ constexpr const char *kProductFileName = "tolvi_vyr_product_config.xml";
 
 // Used when the product file of the source tree cannot be read: a phone
 // without any optional feature (only the always-present modules start).
-constexpr const char *kFallbackProductXml = R"(<?xml version="1.0" encoding="utf-8"?>
-<vyr_product_config>
-    <version_info>
-        <latest_update_time>built-in</latest_update_time>
-        <latest_update_author>vyrsim</latest_update_author>
-    </version_info>
-    <product>
-        <product_name>any</product_name>
-        <method>skip</method>
-        <rule>
-        </rule>
-    </product>
-</vyr_product_config>
-)";
 
 // Directories of a sandbox, relative to its root.
 constexpr const char *kDirs[] = {
@@ -221,13 +207,30 @@ std::map<std::string, std::string> ReadProperties(const std::string &path) {
     return ParseProperties(text);
 }
 
+std::string ProductXmlFor(const std::string &rules) {
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+           "<tolvi_vyr_product_config>\n"
+           "    <version_info>\n"
+           "        <latest_update_time>built-in</latest_update_time>\n"
+           "        <latest_update_author>vyrsim</latest_update_author>\n"
+           "    </version_info>\n"
+           "    <product>\n"
+           "        <product_name>any</product_name>\n"
+           "        <method>skip</method>\n"
+           "        <rule>" +
+           rules +
+           "</rule>\n"
+           "    </product>\n"
+           "</tolvi_vyr_product_config>\n";
+}
+
 std::string DefaultProductXml() {
     std::string text;
     std::string path = std::string(VYR_SOURCE_DIR) + "/sim/product/" + kProductFileName;
     if (ReadWhole(path, text) && !text.empty()) {
         return text;
     }
-    return kFallbackProductXml;
+    return ProductXmlFor("");
 }
 
 std::string SandboxLayoutText() {

@@ -34,6 +34,11 @@ bool CreateSandbox(const std::string &root, const SandboxOptions &opts, std::str
 // built-in document with no feature keys when that file cannot be read.
 std::string DefaultProductXml();
 
+// A product file whose one product applies to every phone (method "skip"),
+// with `rules` (XML elements such as "<motion><item>X</item></motion>") as
+// its rule.
+std::string ProductXmlFor(const std::string &rules);
+
 // Short description of the layout, for README and --help.
 std::string SandboxLayoutText();
 

@@ -30,20 +30,6 @@ namespace {
 
 // A phone without optional features: only the always-present modules start,
 // WatchDog last.
-constexpr const char *kPlainProduct = R"(<?xml version="1.0" encoding="utf-8"?>
-<vyr_product_config>
-    <version_info>
-        <latest_update_time>2026-01-02</latest_update_time>
-        <latest_update_author>tester</latest_update_author>
-    </version_info>
-    <product>
-        <product_name>any</product_name>
-        <method>skip</method>
-        <rule>
-        </rule>
-    </product>
-</vyr_product_config>
-)";
 
 constexpr const char *kFrameTimer = "odm.vyr.frame_timer";
 constexpr const char *kSosDump = "persist.odm.vyr.sos_dump";
@@ -93,7 +79,7 @@ protected:
 
     void MakeSandbox(const std::map<std::string, std::string> &properties) {
         vyrsim::SandboxOptions options;
-        options.productXml = kPlainProduct;
+        options.productXml = vyrsim::ProductXmlFor("");
         options.properties = properties;
         std::string error;
         ASSERT_TRUE(vyrsim::CreateSandbox(mRoot.Path(), options, &error)) << error;

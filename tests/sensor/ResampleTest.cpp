@@ -11,7 +11,7 @@ namespace {
 
 class ResampleTest : public HubTest {
 protected:
-    const char *Product() const override { return kPlainProduct; }
+    std::string Product() const override { return kPlainProduct; }
 
     // A continuous real sensor as the library reports one.
     static VyrSensor RealSensor() {

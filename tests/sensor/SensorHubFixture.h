@@ -28,38 +28,9 @@
 
 namespace sensortest {
 
-inline constexpr const char *kFusionProduct = R"(<?xml version="1.0" encoding="utf-8"?>
-<tolvi_vyr_product_config>
-    <version_info>
-        <latest_update_time>2026-01-02</latest_update_time>
-        <latest_update_author>test</latest_update_author>
-    </version_info>
-    <product>
-        <product_name>any</product_name>
-        <method>skip</method>
-        <rule>
-            <fusionsense>
-                <item>enable</item>
-            </fusionsense>
-        </rule>
-    </product>
-</tolvi_vyr_product_config>
-)";
-
-inline constexpr const char *kPlainProduct = R"(<?xml version="1.0" encoding="utf-8"?>
-<tolvi_vyr_product_config>
-    <version_info>
-        <latest_update_time>2026-01-02</latest_update_time>
-        <latest_update_author>test</latest_update_author>
-    </version_info>
-    <product>
-        <product_name>any</product_name>
-        <method>skip</method>
-        <rule>
-        </rule>
-    </product>
-</tolvi_vyr_product_config>
-)";
+inline const std::string kFusionProduct =
+    vyrsim::ProductXmlFor("<fusionsense><item>enable</item></fusionsense>");
+inline const std::string kPlainProduct = vyrsim::ProductXmlFor("");
 
 // Types of the stand-in service.
 inline constexpr int32_t kAccType = 1;
@@ -163,7 +134,7 @@ private:
 class HubTest : public ::testing::Test {
 protected:
     // The product for this test; the fusion product unless changed.
-    virtual const char *Product() const { return kFusionProduct; }
+    virtual std::string Product() const { return kFusionProduct; }
 
     void SetUp() override {
         ASSERT_FALSE(mDir.Path().empty());

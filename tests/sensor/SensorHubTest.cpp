@@ -16,7 +16,7 @@ namespace {
 
 class PlainHubTest : public HubTest {
 protected:
-    const char *Product() const override { return kPlainProduct; }
+    std::string Product() const override { return kPlainProduct; }
 };
 
 ASensorEvent OwnEvent(int32_t type, int64_t timestamp) {
