@@ -43,6 +43,9 @@ int32_t VyrInitEntry(vyr_notify_t notify, vyr_sys_device_t *sys) {
         return gHal->VyrInit(notify);
     } catch (const std::exception &e) {
         __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "%s failed: %s", "vyr_init", e.what());
+    } catch (...) {
+        __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "%s failed: unknown exception",
+                            "vyr_init");
     }
     return -14;
 }

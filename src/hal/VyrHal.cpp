@@ -92,7 +92,6 @@ std::string CmdLine::Get(const std::string &key) const {
 bool IsBetaUser() {
     PropertyTable props;
     uint32_t userType = 0;
-    std::string text;
     props.GetUserType(userType);
     return userType == 3 || userType == 5;
 }
