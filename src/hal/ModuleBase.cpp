@@ -160,6 +160,16 @@ void ModuleBase::UpdateSensorRates() {
     }
 }
 
+void ModuleBase::RebuildResample() {
+    UpdateSensorRates();
+    mResample.clear();
+    for (const auto &entry : mSensorRates) {
+        ResampleInfo info{};
+        info.rate = entry.second.rate;
+        mResample[entry.first] = info;
+    }
+}
+
 bool ModuleBase::SensorEnable(const std::string client, uint32_t type, bool enable) {
     if (!mHal.GetHalStatus().Get(HAL_STATUS_WORKING)) {
         LOGW("%s type %d en: %d SensorEnable skip setting", client.c_str(), type, enable);

@@ -13,6 +13,7 @@
 #include "hal/ServerCmds.h"
 #include "hal/vyr_hal.h"
 #include "platform/HalVersion.h"
+#include "sensor/ResampleInfo.h"
 
 class LogSink;
 class VyrFrame;
@@ -66,6 +67,9 @@ protected:
     // Adds one command row; false when the allocation or the push fails.
     bool AddCmd(const std::string &name, VyrCmdFunc func);
     bool IsEmulating();
+    // Resets the thinning state of every sensor in use to the fastest rate
+    // its types ask for (the rates of UpdateSensorRates).
+    void RebuildResample();
 
     VyrHal &mHal;
     LogSink &mLog;
@@ -75,5 +79,6 @@ protected:
     std::map<uint32_t, std::map<std::string, ConnectionParam>> mConnections;
     std::map<int32_t, std::map<int32_t, ConnectionParam>> mTypeSensors;
     std::map<int32_t, SensorRate> mSensorRates;
+    std::map<int32_t, ResampleInfo> mResample;
     std::mutex mLock;
 };

@@ -200,25 +200,6 @@ void Motion::OnSensorEvent(const ASensorEvent &event) {
     DetectMotion(event);
 }
 
-void Motion::RebuildResample() {
-    mResample.clear();
-    for (const auto &entry : mConnections) {
-        if (entry.second.empty()) {
-            continue;
-        }
-        for (const auto &sensor : mTypeSensors[static_cast<int32_t>(entry.first)]) {
-            auto found = mResample.find(sensor.first);
-            if (found == mResample.end()) {
-                ResampleInfo info{};
-                info.rate = sensor.second.rate;
-                mResample[sensor.first] = info;
-            } else if (sensor.second.rate > found->second.rate) {
-                found->second.rate = sensor.second.rate;
-            }
-        }
-    }
-}
-
 bool Motion::HasClientBesides(uint64_t mask) {
     for (const auto &entry : mConnections) {
         if (entry.first < 64 && (mask & Bit(static_cast<int>(entry.first))) != 0) {

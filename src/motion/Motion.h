@@ -82,7 +82,6 @@ private:
 
     void OnSensorEvent(const ASensorEvent &event);
     void BuildSensorTable();
-    void RebuildResample();
     bool HasClientBesides(uint64_t mask);
     // Creates the libraries the request needs; false after a failed load.
     bool LoadLibraries(int type, bool enable, int mode);
@@ -124,5 +123,4 @@ private:
     std::unique_ptr<LibWristFlipGesture> mWristFlip;
     std::unique_ptr<LibRotationGesture> mRotationGesture;
     bool mCallbackRegistered = false;
-    std::map<int32_t, ResampleInfo> mResample;
 };

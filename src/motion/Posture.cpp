@@ -126,25 +126,6 @@ bool Posture::HasAnyConnection() {
     return false;
 }
 
-void Posture::RebuildResample() {
-    mResample.clear();
-    for (const auto &entry : mConnections) {
-        if (entry.second.empty()) {
-            continue;
-        }
-        for (const auto &row : mTypeSensors[static_cast<int32_t>(entry.first)]) {
-            auto found = mResample.find(row.first);
-            if (found == mResample.end()) {
-                ResampleInfo info{};
-                info.rate = row.second.rate;
-                mResample[row.first] = info;
-            } else if (row.second.rate > found->second.rate) {
-                found->second.rate = row.second.rate;
-            }
-        }
-    }
-}
-
 void Posture::OnSensorEvent(const ASensorEvent &event) {
     std::lock_guard<std::mutex> lock(mLock);
     if (!IsSensorUsed(event.type)) {

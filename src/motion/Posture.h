@@ -53,9 +53,6 @@ private:
     void SendResult(int32_t posture, int32_t hingeAngle, int32_t info);
     bool HasAnyConnection();
     ASensorEvent LatestEvent(int32_t type);
-    // Rebuilds the per-sensor resample targets from the rates of the types
-    // that have clients.
-    void RebuildResample();
 
     bool InitVyrdPostureOn();
     bool InitVyrdPostureOff();
@@ -69,5 +66,4 @@ private:
     const int32_t mIdleRate = 1;
     uint64_t mDropEnd = 0;
     bool mCallbackRegistered = false;
-    std::map<int32_t, ResampleInfo> mResample;
 };

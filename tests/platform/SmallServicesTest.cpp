@@ -24,6 +24,7 @@
 #include "platform/Utils.h"
 #include "platform/WakeLock.h"
 #include "support/TestFiles.h"
+#include "support/UnitSandbox.h"
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -45,22 +46,8 @@ size_t Count(const std::string &text, const std::string &part) {
 }
 
 // A sandbox root and the logcat lines of the test in a file.
-class ServiceSandbox : public ::testing::Test {
+class ServiceSandbox : public vyrtest::UnitSandbox {
 protected:
-    void SetUp() override {
-        setenv("VYR_ROOT", mRoot.Path().c_str(), 1);
-        setenv("VYR_LOGCAT", LogcatPath().c_str(), 1);
-        setenv("VYR_LOG_STDERR", "0", 1);
-    }
-    void TearDown() override {
-        unsetenv("VYR_LOGCAT");
-        unsetenv("VYR_LOG_STDERR");
-        unsetenv("VYR_ROOT");
-    }
-
-    std::string LogcatPath() const { return mRoot.Path() + "/logcat.txt"; }
-    std::string Logcat() const { return ReadText(LogcatPath()); }
-    std::string Real(const std::string &devicePath) const { return mRoot.Path() + devicePath; }
     void MakePowerNodes() const {
         mkdir(Real("/sys").c_str(), 0755);
         mkdir(Real("/sys/power").c_str(), 0755);
@@ -69,8 +56,6 @@ protected:
     }
     std::string LockNode() const { return ReadText(Real(WakeLock::kLockNode)); }
     std::string UnlockNode() const { return ReadText(Real(WakeLock::kUnlockNode)); }
-
-    TempDir mRoot;
 };
 
 }  // namespace

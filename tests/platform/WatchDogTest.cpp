@@ -22,6 +22,7 @@
 #include "platform/WatchDog.h"
 #include "sandbox/Sandbox.h"
 #include "support/TestFiles.h"
+#include "support/UnitSandbox.h"
 
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -64,19 +65,8 @@ int ThreadsNamed(const std::string &name) {
     return n;
 }
 
-class WatchDogTest : public ::testing::Test {
+class WatchDogTest : public vyrtest::UnitSandbox {
 protected:
-    void SetUp() override {
-        setenv("VYR_ROOT", mRoot.Path().c_str(), 1);
-        setenv("VYR_LOGCAT", LogcatPath().c_str(), 1);
-        setenv("VYR_LOG_STDERR", "0", 1);
-    }
-    void TearDown() override {
-        unsetenv("VYR_LOGCAT");
-        unsetenv("VYR_LOG_STDERR");
-        unsetenv("VYR_ROOT");
-    }
-
     void MakeSandbox(const std::map<std::string, std::string> &properties) {
         vyrsim::SandboxOptions options;
         options.productXml = vyrsim::ProductXmlFor("");
@@ -126,8 +116,6 @@ protected:
         return status;
     }
 
-    std::string LogcatPath() const { return mRoot.Path() + "/logcat.txt"; }
-    std::string Logcat() const { return vyrtest::ReadText(LogcatPath()); }
     std::string Property(const std::string &name) const {
         auto props = vyrsim::ReadProperties(mRoot.Path() + "/properties");
         auto it = props.find(name);
@@ -143,8 +131,6 @@ protected:
         }
         return true;
     }
-
-    vyrtest::TempDir mRoot;
 };
 
 }  // namespace
