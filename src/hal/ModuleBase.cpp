@@ -170,6 +170,17 @@ void ModuleBase::RebuildResample() {
     }
 }
 
+bool ModuleBase::TakeSample(const ASensorEvent &event) {
+    if (!IsSensorUsed(event.type)) {
+        return false;
+    }
+    if (mHal.GetSensorHub().DataResampleSkip(event, mResample[event.type])) {
+        LOGD("resample skip event: %d", event.type);
+        return false;
+    }
+    return true;
+}
+
 bool ModuleBase::SensorEnable(const std::string client, uint32_t type, bool enable) {
     if (!mHal.GetHalStatus().Get(HAL_STATUS_WORKING)) {
         LOGW("%s type %d en: %d SensorEnable skip setting", client.c_str(), type, enable);

@@ -13,6 +13,7 @@
 #include "hal/ServerCmds.h"
 #include "hal/vyr_hal.h"
 #include "platform/HalVersion.h"
+#include "platform/api/sensor_event.h"
 #include "sensor/ResampleInfo.h"
 
 class LogSink;
@@ -70,6 +71,9 @@ protected:
     // Resets the thinning state of every sensor in use to the fastest rate
     // its types ask for (the rates of UpdateSensorRates).
     void RebuildResample();
+    // With mLock held, on the hub's thread: true when the sample serves a
+    // connection and passes this module's thinning.
+    bool TakeSample(const ASensorEvent &event);
 
     VyrHal &mHal;
     LogSink &mLog;

@@ -189,15 +189,9 @@ void Motion::Uninit() {
 
 void Motion::OnSensorEvent(const ASensorEvent &event) {
     std::lock_guard<std::mutex> lock(mLock);
-    if (!IsSensorUsed(event.type)) {
-        return;
+    if (TakeSample(event)) {
+        DetectMotion(event);
     }
-    ResampleInfo &info = mResample[event.type];
-    if (mHal.GetSensorHub().DataResampleSkip(event, info)) {
-        LOGD("resample skip event: %d", event.type);
-        return;
-    }
-    DetectMotion(event);
 }
 
 bool Motion::HasClientBesides(uint64_t mask) {

@@ -128,15 +128,9 @@ bool Posture::HasAnyConnection() {
 
 void Posture::OnSensorEvent(const ASensorEvent &event) {
     std::lock_guard<std::mutex> lock(mLock);
-    if (!IsSensorUsed(event.type)) {
-        return;
+    if (TakeSample(event)) {
+        ProcessHingeAngleData(event);
     }
-    ResampleInfo &info = mResample[event.type];
-    if (mHal.GetSensorHub().DataResampleSkip(event, info)) {
-        LOGD("resample skip event: %d", event.type);
-        return;
-    }
-    ProcessHingeAngleData(event);
 }
 
 ASensorEvent Posture::LatestEvent(int32_t type) {
