@@ -17,9 +17,9 @@
 #include <thread>
 #include <vector>
 
+#include "BenchHal.h"
 #include "hal/VyrHal.h"
 #include "platform/api/sensor_event.h"
-#include "sandbox/Sandbox.h"
 #include "sensor/SensorHub.h"
 
 namespace {
@@ -62,16 +62,7 @@ Consumer &TheConsumer() {
 // stand-in's own 400 events a second are noise beside the benchmark's).
 VyrHal &BenchHal() {
     static VyrHal *hal = [] {
-        char pattern[] = "/tmp/vyr_bench_hub_XXXXXX";
-        const char *root = mkdtemp(pattern);
-        std::string dir = root != nullptr ? root : "/tmp";
-        setenv("VYR_ROOT", dir.c_str(), 1);
-        setenv("VYR_LOG_STDERR", "0", 1);
-        vyrsim::SandboxOptions options;
-        options.productXml = vyrsim::ProductXmlFor("");
-        vyrsim::CreateSandbox(dir, options, nullptr);
-        auto *made = new VyrHal(nullptr);
-        made->Init();
+        VyrHal *made = &SharedBenchHal();
         SensorHub &hub = made->GetSensorHub();
         hub.RegisterSensorCallback("Bench",
                                    [](ASensorEvent event, bool) { TheConsumer().OnEvent(event); });

@@ -6,33 +6,14 @@
 #include <filesystem>
 #include <string>
 
+#include "BenchHal.h"
 #include "hal/VyrHal.h"
 #include "platform/WatchDog.h"
-#include "sandbox/Sandbox.h"
 
 namespace {
 
-// One started HAL for all runs, in its own sandbox; quiet logcat.
-VyrHal &BenchHal() {
-    static VyrHal *hal = [] {
-        char pattern[] = "/tmp/vyr_bench_wd_XXXXXX";
-        const char *root = mkdtemp(pattern);
-        std::string dir = root != nullptr ? root : "/tmp";
-        setenv("VYR_ROOT", dir.c_str(), 1);
-        setenv("VYR_LOG_STDERR", "0", 1);
-        vyrsim::SandboxOptions options;
-        options.productXml = vyrsim::ProductXmlFor("");
-        options.installLibs = false;
-        vyrsim::CreateSandbox(dir, options, nullptr);
-        auto *made = new VyrHal(nullptr);
-        made->Init();
-        return made;
-    }();
-    return *hal;
-}
-
 void BM_WatchNodePair(benchmark::State &state) {
-    WatchDog &dog = BenchHal().GetWatchdog();
+    WatchDog &dog = SharedBenchHal().GetWatchdog();
     const std::string name = "SensorBatch1021";
     for (auto _ : state) {
         dog.ResetWatchNode(name, 5000);
@@ -43,7 +24,7 @@ BENCHMARK(BM_WatchNodePair);
 
 // The guard as modules write it, name built from a literal each time.
 void BM_ScopedWatchNode(benchmark::State &state) {
-    WatchDog &dog = BenchHal().GetWatchdog();
+    WatchDog &dog = SharedBenchHal().GetWatchdog();
     for (auto _ : state) {
         ScopedWatchNode guard(dog, "VyrRunCommand950", 20000);
         benchmark::ClobberMemory();
@@ -53,7 +34,7 @@ BENCHMARK(BM_ScopedWatchNode);
 
 // Four threads on the one mutex.
 void BM_WatchNodePairContended(benchmark::State &state) {
-    WatchDog &dog = BenchHal().GetWatchdog();
+    WatchDog &dog = SharedBenchHal().GetWatchdog();
     const std::string name = "Batch" + std::to_string(state.thread_index());
     for (auto _ : state) {
         dog.ResetWatchNode(name, 5000);
