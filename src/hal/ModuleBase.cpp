@@ -5,6 +5,7 @@
 #include "hal/ServerCmds.h"
 #include "hal/VyrHal.h"
 #include "log/VyrFrame.h"
+#include "log/VyrLog.h"
 #include "sensor/SensorHub.h"
 
 ModuleBase::ModuleBase(const std::string name, VyrHal &hal)
@@ -72,7 +73,7 @@ void ModuleBase::SyncFrame() {
     mFrame.LockWork(true);
     mFrame.SetLogText(mLog.TakeText());
     mFrame.Stamp();
-    // The log thread takes its copy here once the log module is built in.
+    mHal.GetVyrlog().QueueInFrame();
     mFrame.Reset();
     mFrame.LockData(false);
     mFrame.LockWork(false);

@@ -18,6 +18,7 @@
 #include "hal/ServerCmds.h"
 #include "log/Dmd.h"
 #include "log/VyrFrame.h"
+#include "log/VyrLog.h"
 #include "motion/Motion.h"
 #include "motion/Posture.h"
 #include "platform/HalVersion.h"
@@ -114,6 +115,7 @@ VyrHal::~VyrHal() {
     mSensorHub.reset();
     mPosture.reset();
     mMotion.reset();
+    mVyrLog.reset();
     UninitVyrd();
     LOGI("-");
 }
@@ -335,6 +337,10 @@ bool VyrHal::InitModules() {
     if (mLogEnable) {
         AddFrameType(0xf0000001, "fs_data");
         AddFrameType(0xf0000002, "fs_result");
+        mVyrLog = std::make_shared<VyrLog>(*this);
+        add(mVyrLog);
+    } else {
+        mVyrLog.reset();
     }
 
     mWatchdog = std::make_shared<WatchDog>(*this);
@@ -551,6 +557,9 @@ Motion &VyrHal::GetMotion() {
 Posture &VyrHal::GetPosture() {
     return Checked(mPosture, "mPosture is nullptr", "GetPosture", 791);
 }
+VyrLog &VyrHal::GetVyrlog() {
+    return Checked(mVyrLog, "mVyrLog is nullptr", "GetVyrlog", 801);
+}
 Sysfs &VyrHal::GetSysfs() {
     return Checked(mSysfs, "mSysfs is nullptr", "GetSysfs", 811);
 }
@@ -582,4 +591,9 @@ const std::map<uint32_t, std::string> &VyrHal::GetFrameTypes() {
 void VyrHal::AddFrameType(uint32_t id, const std::string &name) {
     std::lock_guard<std::mutex> lock(mFrameTypeLock);
     mFrameTypes.emplace(id, name);
+}
+
+std::map<uint32_t, std::string> VyrHal::CopyFrameTypes() {
+    std::lock_guard<std::mutex> lock(mFrameTypeLock);
+    return mFrameTypes;
 }

@@ -25,6 +25,7 @@ class SensorHub;
 class Sysfs;
 class VyrFmq;
 class VyrFrame;
+class VyrLog;
 class WatchDog;
 
 // Key/value pairs of the kernel command line.
@@ -80,6 +81,7 @@ public:
     SensorHub &GetSensorHub();
     Motion &GetMotion();
     Posture &GetPosture();
+    VyrLog &GetVyrlog();
     Sysfs &GetSysfs();
     Dmd &GetDmd();
     const vyr_notify_t &GetNotify();
@@ -93,6 +95,8 @@ public:
     HalStatus &GetHalStatus() { return mHalStatus; }
     LibSysTrace &GetTrace() { return mTrace; }
     const std::map<uint32_t, std::string> &GetFrameTypes();
+    // A copy taken under the lock, for threads that run beside registration.
+    std::map<uint32_t, std::string> CopyFrameTypes();
     void AddFrameType(uint32_t id, const std::string &name);
     const std::vector<std::shared_ptr<ModuleBase>> &GetModules() const { return mModules; }
     const std::string &GetVersions() const { return mVersions; }
@@ -144,6 +148,7 @@ private:
     std::shared_ptr<SensorHub> mSensorHub;
     std::shared_ptr<Motion> mMotion;
     std::shared_ptr<Posture> mPosture;
+    std::shared_ptr<VyrLog> mVyrLog;
     LibSysTrace mTrace;
     HalStatus mHalStatus;
     std::unique_ptr<ServerCmds> mCmds;

@@ -7,7 +7,9 @@
 #include <iomanip>
 #include <sstream>
 
+#include "file/FileStorer.h"
 #include "hal/VyrHal.h"
+#include "log/FrameCsv.h"
 #include "log/LogSink.h"
 
 namespace {
@@ -399,4 +401,35 @@ void VyrFrame::LockWork(bool lock) {
     } else {
         workMutex.unlock();
     }
+}
+
+std::string VyrFrame::CsvHeader(uint32_t type) {
+    std::lock_guard<std::mutex> lock(workMutex);
+    SetAvailable(true);
+    return FrameCsvHeader(data, type);
+}
+
+std::string VyrFrame::CsvRecords(uint32_t type) {
+    std::lock_guard<std::mutex> lock(workMutex);
+    return FrameCsvRecords(data, type);
+}
+
+void VyrFrame::Save(FileStorer &storer, uint32_t type) {
+    if (type == 0) {
+        std::string head;
+        std::string text;
+        {
+            std::lock_guard<std::mutex> lock(frameMutex);
+            head = headText;
+            text = logText;
+        }
+        storer.Write(std::string(), head, true);
+        storer.Write(std::string(), text, true);
+        return;
+    }
+    // The texts are built under workMutex alone: frameMutex is never held
+    // around workMutex, which SyncFrame takes first on the current frame.
+    std::string header = CsvHeader(type);
+    std::string records = CsvRecords(type);
+    storer.Write(header, records, true);
 }

@@ -14,6 +14,7 @@
 
 #include "platform/api/sensor_event.h"
 
+class FileStorer;
 class LogSink;
 class VyrHal;
 
@@ -221,6 +222,13 @@ public:
     // true locks, false unlocks.
     void LockData(bool lock);
     void LockWork(bool lock);
+
+    // The file forms of one frame type (see FrameCsv.h), under workMutex.
+    std::string CsvHeader(uint32_t type);
+    std::string CsvRecords(uint32_t type);
+    // Appends this frame's part of one type to its file: the head and log
+    // texts for type 0, the type's records for the others.
+    void Save(FileStorer &storer, uint32_t type);
 
 private:
     VyrHal &owner;

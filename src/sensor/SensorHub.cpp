@@ -313,6 +313,9 @@ void SensorHub::CloseCallbacks() {
 
 bool SensorHub::InitVyrd() {
     LOGI("+");
+    if (!InitVyrdSensorEmulate()) {
+        return false;
+    }
     return AddCmd("fusionConfig",
                   [this](const std::string, const std::string param, std::vector<uint8_t> &out) {
                       {

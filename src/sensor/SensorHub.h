@@ -102,6 +102,8 @@ public:
 
     void ResetSensorIdle();
     bool IsEmulating() const { return mEmulate.load(std::memory_order_relaxed); }
+    // Reads the recorded files of a run and queues their events by time.
+    bool EmulateEvents();
     bool IsSensorContinuous(unsigned type);
 
     // The lookups below run under the module mutex: on the hub's thread (a
@@ -151,6 +153,7 @@ private:
 
     struct PrivateSensorRow;
 
+    bool InitVyrdSensorEmulate();
     void ThreadProcess(std::shared_ptr<QueueState> state);
     void StopThread();
     void HandleMessage(SensorMessage &msg, bool flag);

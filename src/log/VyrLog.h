@@ -1,0 +1,81 @@
+// The log module: owns the log thread. Modules hand finished frames to it
+// (ModuleBase::SyncFrame -> QueueInFrame); it queues copies, and its thread
+// passes each frame to the active log sockets. It also keeps the per-frame
+// time statistics and serves "listlog", "clearlog" and "collectlog".
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "hal/ModuleBase.h"
+
+class LogSocketBase;
+class VyrFrame;
+
+class VyrLog : public ModuleBase {
+public:
+    static constexpr size_t kQueueCapacity = 61;
+
+    explicit VyrLog(VyrHal &hal);
+    ~VyrLog() override;
+
+    bool PreInit() override;
+    bool Init() override;
+    void Uninit() override;
+    bool InitVyrd() override;
+
+    // Copies the current frame onto the queue (the caller holds its locks).
+    void QueueInFrame();
+    std::string LogtofileOn();
+    std::string LogtofileOff();
+    std::string ImageCollectOn();
+    std::string ImageCollectOff();
+    std::string LogfileCollectEnable(bool enable);
+    void CopyFile(const std::string src, const std::string dst);
+    void CopyDmdLog(const std::string src);
+
+    // Frames waiting for the thread.
+    size_t QueuedFrames() const { return mQueueCount.load(); }
+    // The current file name of a frame type in the file socket; "" when none.
+    std::string GetLogFileName(uint32_t frameType);
+
+private:
+    // What the thread shares with the module; held by the thread too, so
+    // that a thread that outlives the module never touches freed state.
+    struct ThreadState {
+        std::mutex mutex;
+        std::condition_variable doneCond;
+        bool done = false;
+    };
+
+    bool CreateFrameProcess();
+    static void *ThreadEntry(void *arg);
+    void ThreadProcess();
+    void HandleFrame(VyrFrame *frame);
+    void LogFrameStatistics(VyrFrame &frame);
+    LogSocketBase *FindSocket(int32_t type);
+    void StopThread();
+
+    bool InitVyrdListLog();
+    bool InitVyrdClearLog();
+    bool InitVyrdCollectLog();
+
+    std::atomic<bool> running{false};
+    std::mutex mWorkMutex;
+    std::mutex frameMutex;
+    std::condition_variable frameCond;
+    std::mutex socketMutex;
+    std::vector<std::unique_ptr<LogSocketBase>> sockets;
+    std::deque<std::unique_ptr<LogSocketBase>> pendingSockets;
+    std::deque<std::unique_ptr<VyrFrame>> mQueueFrame;
+    std::atomic<size_t> mQueueCount{0};
+    std::shared_ptr<ThreadState> mThreadState;
+    bool mThreadStarted = false;
+};
