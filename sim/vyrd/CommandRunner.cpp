@@ -11,6 +11,8 @@
 #include <iterator>
 #include <thread>
 
+#include "vyrd/ReplayFiles.h"
+
 namespace vyrd {
 
 namespace {
@@ -229,6 +231,24 @@ bool CommandRunner::Run(const CommandLine &cmd) {
         mOut.Reply("scenario", mClient, cmd.param,
                    std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
+    }
+    if (cmd.name == "replayfiles") {
+        std::string from = Strip(cmd.param);
+        if (from.empty()) {
+            from = mReplayFrom;
+        }
+        const char *root = getenv("VYR_ROOT");
+        if (from.empty() || root == nullptr) {
+            fprintf(stderr,
+                    "vyrd: replayfiles needs a recorded sandbox or log directory "
+                    "(or --replay-from) and a sandbox (--root)\n");
+            return false;
+        }
+        bool ok = false;
+        std::string reply = PrepareReplayFiles(from, root, &ok);
+        mOut.Reply("replayfiles", mClient, cmd.param,
+                   std::vector<uint8_t>(reply.begin(), reply.end()));
+        return ok;
     }
     if (cmd.name == "hub") {
         std::string reply = SetHubChannel(Strip(cmd.param));

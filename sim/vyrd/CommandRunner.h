@@ -10,6 +10,9 @@
 //   scenario NAME|CSV  plays a scenario on the stand-in sensor service that
 //                      the library loaded (built-in name or recorded CSV)
 //   hub CHANNEL x,y,z  holds a channel of the stand-in sensor hub at a value
+//   replayfiles [DIR]  lays the sensor files of a recorded run (a sandbox or
+//                      its log directory; default --replay-from) out for
+//                      "motion-emulate on" in this sandbox
 #pragma once
 
 #include <cstdint>
@@ -48,6 +51,7 @@ public:
     int RunStream(std::istream &in, bool prompt);
 
     const std::string &Client() const { return mClient; }
+    void SetReplayFrom(std::string dir) { mReplayFrom = std::move(dir); }
 
 private:
     bool RunFmq(const std::string &what, const std::vector<uint8_t> &bytes);
@@ -56,6 +60,7 @@ private:
     Output &mOut;
     TraceWriter &mTrace;
     std::string mClient;
+    std::string mReplayFrom;
 };
 
 }  // namespace vyrd

@@ -125,6 +125,7 @@ struct Settings {
     bool noLibs = false;
     bool plain = false;
     bool describe = false;
+    std::string replayFrom;
 };
 
 // Makes or reuses the sandbox and points the library at it.
@@ -206,12 +207,15 @@ int main(int argc, char **argv) {
     app.add_flag("--no-libs", s.noLibs, "Do not copy the stand-in libraries into a new sandbox");
     app.add_flag("--plain", s.plain, "Print replies as plain text instead of JSON lines");
     app.add_flag("--describe", s.describe, "Follow each result line with a human line (# ...)");
+    app.add_option("--replay-from", s.replayFrom,
+                   "Recorded run (its sandbox or log directory) for the replayfiles command");
     app.footer(
         "Command lines (-c, --script, standard input): the name, one blank, the parameter.\n"
         "Blank lines and lines starting with # are skipped. Built-ins:\n"
         "  sleep MS, client NAME, getdata CMD SIZE, fmq HEX, fmqfile PATH,\n"
         "  scenario NAME|CSV (rest walk flip fold pickup rotate, or a CSV file)\n"
         "  hub CHANNEL x,y,z (hold a channel of the simulated sensor hub)\n"
+        "  replayfiles [DIR] (lay a recorded run's sensor files out for motion-emulate)\n"
         "Standard input is read when neither -c nor --script is given.\n\n" +
         vyrsim::SandboxLayoutText());
     CLI11_PARSE(app, argc, argv);
@@ -270,6 +274,7 @@ int main(int argc, char **argv) {
     }
 
     vyrd::CommandRunner runner(lib, Out(), Trace(), s.client);
+    runner.SetReplayFrom(s.replayFrom);
     int bad = 0;
     for (const std::string &line : s.commands) {
         bad += runner.RunLine(line) ? 0 : 1;
