@@ -18,11 +18,23 @@ namespace {
 std::mutex gMsgMutex;
 std::condition_variable gMsgCond;
 std::vector<vyr_msg_t> gMessages;
+std::mutex gHookMutex;
+std::function<void(const vyr_msg_t &)> gHook;
 
 void RecordMessage(vyr_msg_t &msg) {
-    std::lock_guard<std::mutex> lock(gMsgMutex);
-    gMessages.push_back(msg);
-    gMsgCond.notify_all();
+    {
+        std::lock_guard<std::mutex> lock(gMsgMutex);
+        gMessages.push_back(msg);
+        gMsgCond.notify_all();
+    }
+    std::function<void(const vyr_msg_t &)> hook;
+    {
+        std::lock_guard<std::mutex> lock(gHookMutex);
+        hook = gHook;
+    }
+    if (hook) {
+        hook(msg);
+    }
 }
 
 }  // namespace
@@ -115,6 +127,11 @@ std::string HalFixture::Property(const std::string &name) const {
 std::vector<vyr_msg_t> HalFixture::Messages() {
     std::lock_guard<std::mutex> lock(gMsgMutex);
     return gMessages;
+}
+
+void HalFixture::SetMessageHook(std::function<void(const vyr_msg_t &)> hook) {
+    std::lock_guard<std::mutex> lock(gHookMutex);
+    gHook = std::move(hook);
 }
 
 void HalFixture::ClearMessages() {

@@ -48,6 +48,10 @@ protected:
     static bool WaitForMessages(size_t count, int timeoutMs = 3000);
     static bool WaitForMessage(const std::function<bool(const vyr_msg_t &)> &match,
                                int timeoutMs = 3000);
+    // Called with each result message on the sending thread, after it is
+    // recorded and outside the fixture's lock (so it may block that thread).
+    // Empty: none.
+    static void SetMessageHook(std::function<void(const vyr_msg_t &)> hook);
 
     void *mLib = nullptr;
 
