@@ -270,3 +270,18 @@ TEST_F(VyrLogRoadTest, ATypeCrossingTwoMegabytesRollsAloneAndOldFilesArePruned) 
     // The samples' file goes on under its old time.
     EXPECT_EQ(acc().size(), 1u);
 }
+
+TEST_F(VyrLogRoadTest, MotionEmulateRepliesAndPlaysWhatFilesThereAre) {
+    Start();
+    EXPECT_EQ(Run("motion-emulate", "2"), "usage: emulate on/off or emulate 1/0");
+    EXPECT_EQ(Run("motion-emulate", "OFF"), "disable emulate events");
+    vyrtest::WriteText(LogDir() + "fold.csv",
+                       "label\ncolumns\n100,100,3,10,0,0\n200,200,3,170,0,0,9\n");
+    Run("posture-on", "20", "app");
+    EXPECT_EQ(Run("motion-emulate", "1"), "enable emulate events");
+    EXPECT_TRUE(WaitForLog("line index: 3, format error: 200,200,3,170,0,0,9"));
+    // Missing files are passed over; the others still play.
+    EXPECT_TRUE(LogcatHas("storer Read file fail"));
+    EXPECT_TRUE(LogcatHas("get events size: 1"));
+    EXPECT_EQ(Run("motion-emulate", "0"), "disable emulate events");
+}
