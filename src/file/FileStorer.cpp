@@ -1,9 +1,12 @@
 #include "file/FileStorer.h"
 
 #include <libgen.h>
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -53,6 +56,7 @@ bool FileStorer::OpenFile() {
         size = ftell(mFile);
     }
     mSize = size > 0 ? static_cast<uint64_t>(size) : 0;
+    mFlushedSize = mSize;
     fchmod(fileno(mFile), 0666);
     mCount = 0;
     return true;
@@ -62,21 +66,45 @@ void FileStorer::Write(const std::string &header, const std::string &text, bool 
     if (text.empty() || !Init()) {
         return;
     }
-    if (!header.empty() && (mCount == 0 || !headerOnce)) {
-        WriteText(header);
+    if (!header.empty() && (mCount == 0 || !headerOnce) && !WriteText(header)) {
+        return;  // the record would follow a lost header
     }
     ++mCount;
     WriteText(text);
 }
 
-void FileStorer::WriteText(const std::string &text) {
+bool FileStorer::WriteText(const std::string &text) {
     if (mFile == nullptr) {
-        return;
+        return false;
     }
-    fputs(text.c_str(), mFile);
+    bool failed = fputs(text.c_str(), mFile) < 0;
     mSize += text.length();
-    if (mFlushEachWrite || mCount % mFlushEvery == 0) {
-        fflush(mFile);
+    if (!failed && (mFlushEachWrite || mCount % mFlushEvery == 0)) {
+        failed = fflush(mFile) != 0;
+        if (!failed) {
+            mFlushedSize = mSize;
+        }
+    }
+    if (failed) {
+        DropUnwritten();
+    }
+    return !failed;
+}
+
+// A full disk (or a size limit) took only part of the buffered records: the
+// file goes back to its end at the last good flush, so that no cut line is
+// left in it, and the records since then are lost.
+void FileStorer::DropUnwritten() {
+    LOGE("write %s failed: %s", mFilename.c_str(), strerror(errno));
+    __fpurge(mFile);
+    clearerr(mFile);
+    if (ftruncate(fileno(mFile), static_cast<off_t>(mFlushedSize)) != 0) {
+        LOGE("truncate %s failed: %s", mFilename.c_str(), strerror(errno));
+    }
+    fseek(mFile, 0, SEEK_END);
+    mSize = mFlushedSize;
+    if (mFlushedSize == 0) {
+        mCount = 0;  // the header went too: the next record writes it again
     }
 }
 

@@ -26,7 +26,8 @@ public:
     // Writes header (once per file when headerOnce, else before every
     // record) and then text. Nothing happens for empty text.
     void Write(const std::string &header, const std::string &text, bool headerOnce);
-    void WriteText(const std::string &text);
+    // False when the file system refused the bytes (they are dropped).
+    bool WriteText(const std::string &text);
     void Close();
     // Records written since the file was opened.
     uint32_t GetCount() const { return mCount; }
@@ -34,6 +35,8 @@ public:
     uint64_t GetSize() const { return mSize; }
 
 private:
+    void DropUnwritten();
+
     VyrHal &mHal;
     LogSink &mLog;
     bool mFlushEachWrite;
@@ -41,5 +44,6 @@ private:
     FILE *mFile = nullptr;
     uint32_t mCount = 0;
     uint64_t mSize = 0;
+    uint64_t mFlushedSize = 0;  // bytes of the file at the last good flush
     uint32_t mFlushEvery = 10;
 };

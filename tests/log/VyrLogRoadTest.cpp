@@ -285,3 +285,25 @@ TEST_F(VyrLogRoadTest, MotionEmulateRepliesAndPlaysWhatFilesThereAre) {
     EXPECT_TRUE(LogcatHas("get events size: 1"));
     EXPECT_EQ(Run("motion-emulate", "0"), "disable emulate events");
 }
+
+TEST_F(VyrLogRoadTest, ALogDirectoryDeletedUnderTheSocketComesBackWithHeaders) {
+    Start();
+    Run("flip", "on", "app");
+    auto acc = [&] { return FilesEndingIn("_logtofile_SENSOR_TYPE_ACCELEROMETER.csv"); };
+    ASSERT_TRUE(WaitUntil([&] { return acc().size() == 1; }));
+    const std::string name = fs::path(acc()[0]).filename().string();
+    fs::remove_all(LogDir());
+    // Frames go on being handled without a directory; the process lives.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(Run("listlog"), "");
+    fs::create_directories(LogDir());
+    ASSERT_TRUE(WaitUntil([&] {
+        auto files = acc();
+        return files.size() == 1 && vyrtest::ReadLines(files[0]).size() > 3;
+    }));
+    EXPECT_EQ(fs::path(acc()[0]).filename().string(), name);
+    auto lines = vyrtest::ReadLines(acc()[0]);
+    EXPECT_EQ(lines[0], "KX-ACC Accelerometer Non-wakeup,Kestrel Micro,continue");
+    EXPECT_EQ(lines[1].substr(0, 19), "realtime,timestamp,");
+    EXPECT_EQ(Run("flip", "off", "app"), "disable flip motion");
+}
