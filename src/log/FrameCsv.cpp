@@ -100,15 +100,16 @@ const FrameCsvFormat kFormats[] = {
     {0xF500000E, kCsvColumnsHinge, K::Values16},
 };
 
+// Never destroyed: the log thread may still write while the process ends.
 const std::map<uint32_t, const FrameCsvFormat *> &FormatMap() {
-    static const std::map<uint32_t, const FrameCsvFormat *> map = [] {
-        std::map<uint32_t, const FrameCsvFormat *> made;
+    static const auto *map = [] {
+        auto *made = new std::map<uint32_t, const FrameCsvFormat *>();
         for (const FrameCsvFormat &format : kFormats) {
-            made.emplace(format.type, &format);
+            made->emplace(format.type, &format);
         }
         return made;
     }();
-    return map;
+    return *map;
 }
 
 // Appends one formatted piece through the 512-byte buffer of a record.

@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <regex>
 #include <set>
@@ -195,30 +196,35 @@ TEST_F(VyrLogRoadTest, AFullQueueDropsFramesAtSixtyOneAndRecovers) {
     // Frames every 5 ms; the log thread held inside the collecting socket's
     // callback cannot take them.
     Start("5");
-    std::mutex mutex;
-    std::condition_variable cond;
-    bool hold = true;
-    bool held = false;
-    SetMessageHook([&](const vyr_msg_t &msg) {
+    // Shared with the hook: the log thread may still be inside it when the
+    // test ends.
+    struct Gate {
+        std::mutex mutex;
+        std::condition_variable cond;
+        bool hold = true;
+        bool held = false;
+    };
+    auto gate = std::make_shared<Gate>();
+    SetMessageHook([gate](const vyr_msg_t &msg) {
         if (msg.type != 255) {
             return;
         }
-        std::unique_lock<std::mutex> lock(mutex);
-        held = true;
-        cond.notify_all();
-        cond.wait(lock, [&] { return !hold; });
+        std::unique_lock<std::mutex> lock(gate->mutex);
+        gate->held = true;
+        gate->cond.notify_all();
+        gate->cond.wait(lock, [&] { return !gate->hold; });
     });
     Run("collectlog", "on");
     Run("flip", "on", "app");
     {
-        std::unique_lock<std::mutex> lock(mutex);
-        ASSERT_TRUE(cond.wait_for(lock, std::chrono::seconds(4), [&] { return held; }));
+        std::unique_lock<std::mutex> lock(gate->mutex);
+        ASSERT_TRUE(gate->cond.wait_for(lock, std::chrono::seconds(4), [&] { return gate->held; }));
     }
     EXPECT_TRUE(WaitForLog("mQueueFrame is full, VyrLog thread crash ??", 5000));
     {
-        std::lock_guard<std::mutex> lock(mutex);
-        hold = false;
-        cond.notify_all();
+        std::lock_guard<std::mutex> lock(gate->mutex);
+        gate->hold = false;
+        gate->cond.notify_all();
     }
     SetMessageHook(nullptr);
     Run("collectlog", "off");
