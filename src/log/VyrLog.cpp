@@ -52,13 +52,15 @@ VyrLog::VyrLog(VyrHal &hal)
 
 VyrLog::~VyrLog() {
     StopThread();
+    {
+        std::lock_guard<std::mutex> frames(frameMutex);
+        mQueueFrame.clear();
+        mQueueCount.store(0);
+    }
     std::lock_guard<std::mutex> work(mWorkMutex);
     std::lock_guard<std::mutex> lock(socketMutex);
     sockets.clear();
     pendingSockets.clear();
-    std::lock_guard<std::mutex> frames(frameMutex);
-    mQueueFrame.clear();
-    mQueueCount.store(0);
 }
 
 bool VyrLog::PreInit() {
@@ -253,22 +255,32 @@ void VyrLog::HandleFrame(VyrFrame *frame) {
     LOGV("mWorkMutex+");
     std::lock_guard<std::mutex> work(mWorkMutex);
     if (frame != nullptr) {
+        // The sockets run without socketMutex: a roll asks the sensor hub
+        // about its sensors, and the hub's thread may wait on the current
+        // frame, whose flush waits on this module. mWorkMutex alone keeps
+        // them alive; socketMutex guards the container only.
+        std::vector<LogSocketBase *> active;
         {
             std::lock_guard<std::mutex> lock(socketMutex);
-            for (auto it = sockets.begin(); it != sockets.end();) {
-                usleep(1);
-                if (*it == nullptr) {
-                    it = sockets.erase(it);
-                    continue;
-                }
-                LOGV("running type: %d", (*it)->GetType());
-                if (!(*it)->HandleFrame(*frame)) {
-                    LOGI("erase type: %d", (*it)->GetType());
-                    it = sockets.erase(it);
-                    continue;
-                }
-                ++it;
+            for (const auto &socket : sockets) {
+                active.push_back(socket.get());
             }
+        }
+        for (LogSocketBase *socket : active) {
+            usleep(1);
+            if (socket != nullptr) {
+                LOGV("running type: %d", socket->GetType());
+                if (socket->HandleFrame(*frame)) {
+                    continue;
+                }
+                LOGI("erase type: %d", socket->GetType());
+            }
+            std::lock_guard<std::mutex> lock(socketMutex);
+            sockets.erase(std::remove_if(sockets.begin(), sockets.end(),
+                                         [socket](const std::unique_ptr<LogSocketBase> &entry) {
+                                             return entry.get() == socket;
+                                         }),
+                          sockets.end());
         }
         LogFrameStatistics(*frame);
     }
