@@ -151,11 +151,24 @@ uint32_t WordAt(const ASensorEvent &event, size_t offset) {
 }
 
 void AddValues(CsvText &out, const ASensorEvent &event, int count) {
-    out.Add("%lu,%lu,3", U(GetEventArrivalMs(event)), U(static_cast<uint64_t>(event.timestamp)));
-    for (int i = 0; i < count; ++i) {
-        out.Add(",%f", D(event.data[i]));
+    const unsigned long arrival = U(GetEventArrivalMs(event));
+    const unsigned long timestamp = U(static_cast<uint64_t>(event.timestamp));
+    const float *v = event.data;
+    switch (count) {
+        case 3:
+            out.Add("%lu,%lu,3,%f,%f,%f\n", arrival, timestamp, D(v[0]), D(v[1]), D(v[2]));
+            break;
+        case 6:
+            out.Add("%lu,%lu,3,%f,%f,%f,%f,%f,%f\n", arrival, timestamp, D(v[0]), D(v[1]), D(v[2]),
+                    D(v[3]), D(v[4]), D(v[5]));
+            break;
+        default:
+            out.Add("%lu,%lu,3,%f,%f,%f,%f,%f,%f,%f,%f,%f,%f,%f,%f,%f,%f,%f,%f\n", arrival,
+                    timestamp, D(v[0]), D(v[1]), D(v[2]), D(v[3]), D(v[4]), D(v[5]), D(v[6]),
+                    D(v[7]), D(v[8]), D(v[9]), D(v[10]), D(v[11]), D(v[12]), D(v[13]), D(v[14]),
+                    D(v[15]));
+            break;
     }
-    out.Add("\n");
 }
 
 void AddEventRecords(CsvText &out, const std::vector<ASensorEvent> &events, CsvRecordKind kind) {
