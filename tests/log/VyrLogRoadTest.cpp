@@ -42,9 +42,14 @@ class VyrLogRoadTest : public HalFixture {
 protected:
     // File logging on as on a beta user's phone (the switch property unset,
     // so that old files are pruned), frames flushed every frameTimerMs.
-    void Start(const std::string &frameTimerMs = "50") {
+    // keepFiles: the switch property "true" instead, which keeps every file.
+    void Start(const std::string &frameTimerMs = "50", bool keepFiles = false) {
         vyrsim::SandboxOptions options;
-        options.properties["ro.logsystem.usertype"] = "5";
+        if (keepFiles) {
+            options.properties["persist.odm.vyr.vyrlog_enabled"] = "true";
+        } else {
+            options.properties["ro.logsystem.usertype"] = "5";
+        }
         options.properties["odm.vyr.frame_timer"] = frameTimerMs;
         MakeSandbox(options);
         const std::string path = Root() + "/vendor/lib64/libVyrSensor.so";
@@ -84,6 +89,24 @@ protected:
         return found;
     }
 
+    // Injects accelerometer samples, 10 ms apart, until done() (at most
+    // 80000 samples).
+    void InjectUntil(const std::function<bool()> &done) {
+        for (int round = 0; round < 400 && !done(); ++round) {
+            for (int i = 0; i < 200; ++i) {
+                ASensorEvent event{};
+                event.version = sizeof(ASensorEvent);
+                event.sensor = kAccHandle;
+                event.type = kAccelerometer;
+                event.timestamp = (mInjectTime += 10000000);
+                event.data[2] = 9.8f;
+                mInject(&event);
+            }
+            mSync(2000);
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+
     static std::string MessageText(const vyr_msg_t &msg) {
         const char *bytes = reinterpret_cast<const char *>(msg.data.data());
         size_t size = std::min(static_cast<size_t>(std::max(msg.dataSize, 0)),
@@ -95,6 +118,7 @@ protected:
     VyrSimInjectEvent_t mInject = nullptr;
     VyrSimPlayScenario_t mPlay = nullptr;
     VyrSimSync_t mSync = nullptr;
+    int64_t mInjectTime = 1000000000;
 };
 
 }  // namespace
@@ -251,20 +275,7 @@ TEST_F(VyrLogRoadTest, ATypeCrossingTwoMegabytesRollsAloneAndOldFilesArePruned) 
         auto logs = FilesEndingIn("_logtofile_SENSOR_TYPE_LOG.vyrlog");
         return logs.size() == 2 && logs[0].find("2000.01.01") == std::string::npos;
     };
-    int64_t t = 1000000000;
-    for (int round = 0; round < 400 && !rolled(); ++round) {
-        for (int i = 0; i < 200; ++i) {
-            ASensorEvent event{};
-            event.version = sizeof(ASensorEvent);
-            event.sensor = kAccHandle;
-            event.type = kAccelerometer;
-            event.timestamp = (t += 10000000);
-            event.data[2] = 9.8f;
-            mInject(&event);
-        }
-        mSync(2000);
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    InjectUntil(rolled);
     Run("loglevel", "3");
     auto logs = FilesEndingIn("_logtofile_SENSOR_TYPE_LOG.vyrlog");
     // The two old files are gone; the rolled file and its successor stay.
@@ -312,4 +323,17 @@ TEST_F(VyrLogRoadTest, ALogDirectoryDeletedUnderTheSocketComesBackWithHeaders) {
     EXPECT_EQ(lines[0], "KX-ACC Accelerometer Non-wakeup,Kestrel Micro,continue");
     EXPECT_EQ(lines[1].substr(0, 19), "realtime,timestamp,");
     EXPECT_EQ(Run("flip", "off", "app"), "disable flip motion");
+}
+
+TEST_F(VyrLogRoadTest, WithTheSwitchPropertyOnNoOldFileIsDeleted) {
+    Start("50", true);
+    Run("flip", "on", "app");
+    ASSERT_TRUE(WaitUntil([&] { return FilesEndingIn("SENSOR_TYPE_LOG.vyrlog").size() == 1; }));
+    vyrtest::WriteText(LogDir() + "2000.01.01_00.00.00.000_logtofile_SENSOR_TYPE_LOG.vyrlog", "1");
+    vyrtest::WriteText(LogDir() + "2000.01.01_00.00.01.000_logtofile_SENSOR_TYPE_LOG.vyrlog", "2");
+    Run("loglevel", "5");
+    InjectUntil([&] { return FilesEndingIn("SENSOR_TYPE_LOG.vyrlog").size() == 4; });
+    Run("loglevel", "3");
+    EXPECT_EQ(FilesEndingIn("SENSOR_TYPE_LOG.vyrlog").size(), 4u);
+    EXPECT_TRUE(fs::exists(LogDir() + "2000.01.01_00.00.00.000_logtofile_SENSOR_TYPE_LOG.vyrlog"));
 }
