@@ -52,7 +52,8 @@ void Dft::ReadPreTime(std::string path) {
     }
     fclose(file);
     const char *comma = strchr(line, ',');
-    std::string first = comma == nullptr ? std::string(line) : std::string(line, static_cast<size_t>(comma - line));
+    std::string first =
+        comma == nullptr ? std::string(line) : std::string(line, static_cast<size_t>(comma - line));
     const long long value = atoll(first.c_str());
     if (value != 0 && static_cast<uint64_t>(value) < mPreTime) {
         mPreTime = static_cast<uint64_t>(value);
@@ -106,12 +107,12 @@ void Dft::Report() {
         } else {
             int32_t sum = 0;
             for (const auto &entry : intParams) {
-                sum += library->brimlog_set_param_integer_v2(event, entry.first.c_str(),
-                                                             entry.second);
+                sum +=
+                    library->brimlog_set_param_integer_v2(event, entry.first.c_str(), entry.second);
             }
             for (const auto &entry : floatParams) {
-                sum += library->brimlog_set_param_float_v2(event, entry.first.c_str(),
-                                                           entry.second);
+                sum +=
+                    library->brimlog_set_param_float_v2(event, entry.first.c_str(), entry.second);
             }
             for (const auto &entry : stringParams) {
                 sum += library->brimlog_set_param_string_v2(event, entry.first.c_str(),

@@ -1,9 +1,9 @@
 #include "log/Dmd.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cstdlib>
-#include <unistd.h>
 
 #include "hal/VyrHal.h"
 #include "log/LogSink.h"
@@ -59,9 +59,8 @@ bool Dmd::MergerCanReport(int32_t id) {
 }
 
 void Dmd::Report(DMD_ERROR_ENUM err, std::string a, std::string b) {
-    const std::string text =
-        std::string(kRecordWord) + "," + std::to_string(static_cast<int32_t>(err)) + "," + a +
-        "," + b;
+    const std::string text = std::string(kRecordWord) + "," +
+                             std::to_string(static_cast<int32_t>(err)) + "," + a + "," + b;
     LOGI("%s", text.c_str());
     const std::string path = CheckPath(kDevice);
     const int fd = path.empty() ? -1 : open(path.c_str(), O_WRONLY | O_CLOEXEC);

@@ -1,26 +1,31 @@
 #include "log/FaceDft.h"
 
 #include <android/log.h>
+#include <boundchk.h>
 
 #include <cmath>
 #include <cstring>
 #include <utility>
 
-#include <boundchk.h>
 #include "hal/VyrHal.h"
 #include "log/LogSink.h"
 
 namespace {
 
-const DftFileSpec kDirectionSpec = {"/data/vendor/log/fdlog", "/fd_bigdata.tmp",
-                                    "/fd_bigdata.txt",        991383003,
-                                    21600,                    false};
-const DftFileSpec kGazeSpec = {"/data/vendor/log/facegazelog", "/facegaze_bigdata.tmp",
-                               "/facegaze_bigdata.txt",        991383004,
-                               21600,                          false};
-const DftFileSpec kFaceidSpec = {"/data/vendor/log/faceidlog", "/faceid_bigdata.tmp",
-                                 "/faceid_bigdata.txt",        991383005,
-                                 21600,                        false};
+const DftFileSpec kDirectionSpec = {
+    "/data/vendor/log/fdlog", "/fd_bigdata.tmp", "/fd_bigdata.txt", 991383003, 21600, false};
+const DftFileSpec kGazeSpec = {"/data/vendor/log/facegazelog",
+                               "/facegaze_bigdata.tmp",
+                               "/facegaze_bigdata.txt",
+                               991383004,
+                               21600,
+                               false};
+const DftFileSpec kFaceidSpec = {"/data/vendor/log/faceidlog",
+                                 "/faceid_bigdata.tmp",
+                                 "/faceid_bigdata.txt",
+                                 991383005,
+                                 21600,
+                                 false};
 
 // Keys shared by direction and gaze around the gaze pair.
 std::vector<const char *> TofKeys(bool gaze) {
@@ -80,40 +85,57 @@ FaceDft::Keys TofClassKeys(bool gaze) {
 }
 
 FaceDft::Keys FaceidKeys() {
-    return FaceDft::Keys{
-        "",
-        "TOF_OPEN_CNT",
-        "TOF_TIME",
-        "TOF_ALGO_RET",
-        "AO_TOF_SAME_CNT",
-        "AO_TOF_DIFF_CNT",
-        {"TOF_OPEN_CNT",          "AO_DETECT_CNT",       "AO_DETECT_SUCCESS_CNT",
-         "AO_IDENTIFY_SUCCESS_CNT", "AO_SIMILARITY_SCORE", "AO_QUALITY_SCORE",
-         "TOF_DETECT_CNT",        "TOF_DETECT_SUCCESS_CNT", "TOF_IDENTIFY_SUCCESS_CNT",
-         "TOF_SIMILARITY_SCORE",  "TOF_QUALITY_SCORE",   "ONE_FACE_CNT",
-         "TWO_FACE_CNT",          "MORE_THREE_FACE_CNT", "UP_FACE_CNT",
-         "DOWN_FACE_CNT",         "LEFT_FACE_CNT",       "RIGHT_FACE_CNT",
-         "YAW_MEAN",              "ROLL_MEAN",           "PITCH_MEAN",
-         "ALGO_TIME",             "LUX_LESS_5_CNT",      "LUX_5_10_CNT",
-         "LUX_10_15_CNT",         "LUX_MORE_15_CNT",     "AO_TOF_SAME_CNT",
-         "AO_TOF_DIFF_CNT"},
-        {"TOF_TIME", "AO_ALGO_RET", "TOF_ALGO_RET"},
-        {{"TOF_DETECT_CNT", false},
-         {"TOF_DETECT_SUCCESS_CNT", false},
-         {"TOF_IDENTIFY_SUCCESS_CNT", false},
-         {"TOF_SIMILARITY_SCORE", false},
-         {"TOF_QUALITY_SCORE", false},
-         {"ONE_FACE_CNT", false},
-         {"TWO_FACE_CNT", false},
-         {"MORE_THREE_FACE_CNT", false},
-         {"UP_FACE_CNT", false},
-         {"DOWN_FACE_CNT", false},
-         {"LEFT_FACE_CNT", false},
-         {"RIGHT_FACE_CNT", false},
-         {"YAW_MEAN", true},
-         {"ROLL_MEAN", true},
-         {"PITCH_MEAN", true},
-         {"ALGO_TIME", false}}};
+    return FaceDft::Keys{"",
+                         "TOF_OPEN_CNT",
+                         "TOF_TIME",
+                         "TOF_ALGO_RET",
+                         "AO_TOF_SAME_CNT",
+                         "AO_TOF_DIFF_CNT",
+                         {"TOF_OPEN_CNT",
+                          "AO_DETECT_CNT",
+                          "AO_DETECT_SUCCESS_CNT",
+                          "AO_IDENTIFY_SUCCESS_CNT",
+                          "AO_SIMILARITY_SCORE",
+                          "AO_QUALITY_SCORE",
+                          "TOF_DETECT_CNT",
+                          "TOF_DETECT_SUCCESS_CNT",
+                          "TOF_IDENTIFY_SUCCESS_CNT",
+                          "TOF_SIMILARITY_SCORE",
+                          "TOF_QUALITY_SCORE",
+                          "ONE_FACE_CNT",
+                          "TWO_FACE_CNT",
+                          "MORE_THREE_FACE_CNT",
+                          "UP_FACE_CNT",
+                          "DOWN_FACE_CNT",
+                          "LEFT_FACE_CNT",
+                          "RIGHT_FACE_CNT",
+                          "YAW_MEAN",
+                          "ROLL_MEAN",
+                          "PITCH_MEAN",
+                          "ALGO_TIME",
+                          "LUX_LESS_5_CNT",
+                          "LUX_5_10_CNT",
+                          "LUX_10_15_CNT",
+                          "LUX_MORE_15_CNT",
+                          "AO_TOF_SAME_CNT",
+                          "AO_TOF_DIFF_CNT"},
+                         {"TOF_TIME", "AO_ALGO_RET", "TOF_ALGO_RET"},
+                         {{"TOF_DETECT_CNT", false},
+                          {"TOF_DETECT_SUCCESS_CNT", false},
+                          {"TOF_IDENTIFY_SUCCESS_CNT", false},
+                          {"TOF_SIMILARITY_SCORE", false},
+                          {"TOF_QUALITY_SCORE", false},
+                          {"ONE_FACE_CNT", false},
+                          {"TWO_FACE_CNT", false},
+                          {"MORE_THREE_FACE_CNT", false},
+                          {"UP_FACE_CNT", false},
+                          {"DOWN_FACE_CNT", false},
+                          {"LEFT_FACE_CNT", false},
+                          {"RIGHT_FACE_CNT", false},
+                          {"YAW_MEAN", true},
+                          {"ROLL_MEAN", true},
+                          {"PITCH_MEAN", true},
+                          {"ALGO_TIME", false}}};
 }
 
 }  // namespace
@@ -264,7 +286,8 @@ void FaceDft::LogReported() {
                         static_cast<int>(mEventId));
 }
 
-FaceDirectionDft::FaceDirectionDft(VyrHal &hal) : FaceDft(hal, kDirectionSpec, TofClassKeys(false)) {}
+FaceDirectionDft::FaceDirectionDft(VyrHal &hal)
+    : FaceDft(hal, kDirectionSpec, TofClassKeys(false)) {}
 
 FaceGazeDft::FaceGazeDft(VyrHal &hal) : FaceDft(hal, kGazeSpec, TofClassKeys(true)) {}
 

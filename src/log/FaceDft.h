@@ -31,12 +31,12 @@ public:
     };
     // The class's names.
     struct Keys {
-        const char *prefix;    // "TOF_" or ""
-        const char *openKey;   // "TOF_OPEN_CNT"
-        const char *timeKey;   // "TOF_FULL_TIME"
-        const char *retKey;    // "TOF_ALGO_RET"
-        const char *sameKey;   // "AO_TOF_SAME_CNT"
-        const char *diffKey;   // "AO_TOF_DIFF_CNT"
+        const char *prefix;                    // "TOF_" or ""
+        const char *openKey;                   // "TOF_OPEN_CNT"
+        const char *timeKey;                   // "TOF_FULL_TIME"
+        const char *retKey;                    // "TOF_ALGO_RET"
+        const char *sameKey;                   // "AO_TOF_SAME_CNT"
+        const char *diffKey;                   // "AO_TOF_DIFF_CNT"
         std::vector<const char *> intKeys;     // every integer key, in report order
         std::vector<const char *> stringKeys;  // every text key
         std::vector<StatKey> statKeys;         // the statistics record

@@ -15,10 +15,14 @@ namespace {
 
 constexpr const char *kSeparator = "==========\n";
 
-const DftFileSpec kActivitySpec = {"/data/vendor/log/arlog", "/ar_bigdata.tmp", "/ar_bigdata.txt",
-                                   936005012, 86400, false};
-const DftFileSpec kMotionSpec = {"/data/vendor/log/motionlog", "/motion_bigdata.tmp",
-                                 "/motion_bigdata.txt", 936005019, 86400, false};
+const DftFileSpec kActivitySpec = {
+    "/data/vendor/log/arlog", "/ar_bigdata.tmp", "/ar_bigdata.txt", 936005012, 86400, false};
+const DftFileSpec kMotionSpec = {"/data/vendor/log/motionlog",
+                                 "/motion_bigdata.tmp",
+                                 "/motion_bigdata.txt",
+                                 936005019,
+                                 86400,
+                                 false};
 
 }  // namespace
 
@@ -94,8 +98,9 @@ void FileDft::SetReportParams() {
 }
 
 void FileDft::LogReported() {
-    __android_log_print(ANDROID_LOG_INFO, VYR_LOG_TAG, "ReportBigdata eventId: %d, mIsOutOfRange: %d",
-                        static_cast<int>(mEventId), mIsOutOfRange ? 1 : 0);
+    __android_log_print(ANDROID_LOG_INFO, VYR_LOG_TAG,
+                        "ReportBigdata eventId: %d, mIsOutOfRange: %d", static_cast<int>(mEventId),
+                        mIsOutOfRange ? 1 : 0);
 }
 
 void FileDft::ReportBigdata() {

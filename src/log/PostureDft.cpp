@@ -7,9 +7,12 @@
 
 namespace {
 
-const DftFileSpec kPostureSpec = {"/data/vendor/log/vyrlog", "/posture_bigdata.tmp",
-                                  "/posture_bigdata.txt",    932030105,
-                                  86400000,                  true};
+const DftFileSpec kPostureSpec = {"/data/vendor/log/vyrlog",
+                                  "/posture_bigdata.tmp",
+                                  "/posture_bigdata.txt",
+                                  932030105,
+                                  86400000,
+                                  true};
 constexpr int kFolded = 1;
 constexpr int kFull = 3;
 constexpr uint64_t kMaxStepMs = 200;

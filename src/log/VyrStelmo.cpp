@@ -20,8 +20,8 @@ VyrStelmo::VyrStelmo(VyrHal &hal) : mHal(hal), mLog(hal) {}
 VyrStelmo::~VyrStelmo() = default;
 
 std::string VyrStelmo::Command(uint64_t timeMs) {
-    return std::string("t=10,T=") + VYR_LOG_TAG + ",T=zuphal,d=40,e=" +
-           std::to_string(timeMs + kEventDelayMs);
+    return std::string("t=10,T=") + VYR_LOG_TAG +
+           ",T=zuphal,d=40,e=" + std::to_string(timeMs + kEventDelayMs);
 }
 
 VyrStelmoInitEnum VyrStelmo::Getconfig() {

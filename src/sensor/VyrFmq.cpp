@@ -235,9 +235,9 @@ int32_t VyrFmq::ProcessArContext(uint8_t *data, int32_t remain) {
     // The text ends at its NUL or at the record's end.
     const char *textStart = reinterpret_cast<const char *>(data + 12);
     const void *nul = memchr(textStart, 0, fmq::kArContextTextSize);
-    const size_t textLength = nul == nullptr ? static_cast<size_t>(fmq::kArContextTextSize)
-                                             : static_cast<size_t>(static_cast<const char *>(nul) -
-                                                                   textStart);
+    const size_t textLength = nul == nullptr
+                                  ? static_cast<size_t>(fmq::kArContextTextSize)
+                                  : static_cast<size_t>(static_cast<const char *>(nul) - textStart);
     const std::string text(textStart, textLength);
     std::string line = "ARContext=" + std::to_string(arType) + "," + std::to_string(arEvent);
     if (arEvent > 2) {
@@ -307,12 +307,12 @@ int32_t VyrFmq::ProcessFaceRecognize(uint8_t *data, int32_t remain) {
     if (head == fmq::kHeadFaceRecognize) {
         length += ReadWord(data, fmq::kFaceLengthOffset);
     } else {
-        kind = head == fmq::kHeadFaceSecond ? fmq::kCameraEventFaceSecond
-                                            : fmq::kCameraEventFaceThird;
+        kind =
+            head == fmq::kHeadFaceSecond ? fmq::kCameraEventFaceSecond : fmq::kCameraEventFaceThird;
     }
     if (length > remain) {
-        LOGE("data size error: %d < %d",
-             static_cast<int>(length > INT32_MAX ? INT32_MAX : length), remain);
+        LOGE("data size error: %d < %d", static_cast<int>(length > INT32_MAX ? INT32_MAX : length),
+             remain);
         return remain;
     }
     if (mHasCamera) {

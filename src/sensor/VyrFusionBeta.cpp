@@ -82,8 +82,8 @@ void VyrFusionBeta::ProcessTriples(const uint8_t *payload, uint32_t count, uint3
         event.data[0] = xyz[0];
         event.data[1] = xyz[1];
         event.data[2] = xyz[2];
-        LOGD("%s x: %f y: %f z: %f", tag, static_cast<double>(xyz[0]),
-             static_cast<double>(xyz[1]), static_cast<double>(xyz[2]));
+        LOGD("%s x: %f y: %f z: %f", tag, static_cast<double>(xyz[0]), static_cast<double>(xyz[1]),
+             static_cast<double>(xyz[2]));
         events.push_back(event);
     }
     logevents::AddToFrame(mHal, type, events);
