@@ -4,7 +4,7 @@
 #include "log/LogSink.h"
 
 DmdReportMerger::DmdReportMerger(VyrHal &hal, int32_t id, int64_t intervalMs, uint64_t countNeeded)
-    : mHal(hal), mLog(hal), err(id), minInterval(intervalMs), minCount(countNeeded) {}
+    : mLog(hal), err(id), minInterval(intervalMs), minCount(countNeeded) {}
 
 bool DmdReportMerger::CanReport() {
     count += 1;

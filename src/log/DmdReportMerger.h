@@ -17,7 +17,6 @@ public:
     uint64_t GetCount() const { return count; }
 
 private:
-    VyrHal &mHal;
     LogSink &mLog;
     int32_t err;
     int64_t minInterval;  // ms

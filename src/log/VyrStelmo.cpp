@@ -15,7 +15,7 @@ constexpr int32_t kConfigSize = 12;
 
 }  // namespace
 
-VyrStelmo::VyrStelmo(VyrHal &hal) : mHal(hal), mLog(hal) {}
+VyrStelmo::VyrStelmo(VyrHal &hal) : mLog(hal) {}
 
 VyrStelmo::~VyrStelmo() = default;
 

@@ -36,7 +36,6 @@ public:
     static std::string Command(uint64_t timeMs);
 
 private:
-    VyrHal &mHal;
     LogSink &mLog;
     std::unique_ptr<LibVyrMonitor> library;
     bool initDone = false;

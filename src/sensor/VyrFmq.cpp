@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "hal/ServerCmds.h"
 #include "hal/VyrHal.h"
@@ -288,9 +289,10 @@ int32_t VyrFmq::ProcessTofCamera(uint8_t *data, int32_t remain) {
     static uint64_t frameCount = 0;
     ++frameCount;
     LOGD("recv tof camera frame %lusize: %d", static_cast<unsigned long>(frameCount), remain);
+    // The one copy of a frame on its way to the camera.
+    std::vector<uint8_t> bytes(data, data + remain);
     if (mHasCamera) {
-        // The one copy of a frame on its way to the camera.
-        HandToCamera(fmq::kCameraEventTof, std::vector<uint8_t>(data, data + remain));
+        HandToCamera(fmq::kCameraEventTof, std::move(bytes));
     }
     return static_cast<int32_t>(need);
 }
@@ -301,7 +303,7 @@ int32_t VyrFmq::ProcessFaceRecognize(uint8_t *data, int32_t remain) {
         return remain;
     }
     const uint32_t head = ReadWord(data, 0);
-    LOGI("recv facerecognize event: %0X", head);
+    LOGD("recv facerecognize event: %0X", head);
     int32_t kind = fmq::kCameraEventFaceRecognize;
     int64_t length = fmq::kFaceRecordSize;
     if (head == fmq::kHeadFaceRecognize) {
