@@ -29,6 +29,9 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     setenv("VYR_LOG_STDERR", "0", 1);
     vyrsim::SandboxOptions options;
     options.installLibs = false;
+    // With file logging on, the watchdog hands the frame on every tick, so the
+    // events that queue messages file there do not pile up over a long run.
+    options.properties["persist.odm.vyr.vyrlog_enabled"] = "true";
     if (!vyrsim::CreateSandbox(root, options, nullptr)) {
         abort();
     }

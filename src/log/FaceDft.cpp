@@ -168,9 +168,12 @@ void FaceDft::Append(const std::string &key, const std::string &text) {
     // The buffer of the report is bounded: what does not fit is lost.
     char buffer[kTextSize] = {0};
     const std::string &current = mTexts[key];
-    if (strcpy_s(buffer, sizeof(buffer), current.c_str()) != 0 ||
-        strcat_s(buffer, sizeof(buffer), text.c_str()) != 0) {
-        LOGE("strcat_s failed, err = %d", -1);
+    errno_t err = strcpy_s(buffer, sizeof(buffer), current.c_str());
+    if (err == 0) {
+        err = strcat_s(buffer, sizeof(buffer), text.c_str());
+    }
+    if (err != 0) {
+        LOGE("strcat_s failed, err = %d", static_cast<int>(err));
         return;
     }
     mTexts[key] = buffer;
