@@ -8,6 +8,7 @@
 #include "sensor/FmqMessages.h"
 #include "sensor/SensorHub.h"
 #include "support/FmqBuilder.h"
+#include "support/HalFixture.h"
 #include "support/InProcessHal.h"
 
 using namespace fmqbuild;
@@ -293,4 +294,21 @@ TEST_F(FmqBareTest, OwnersMissingFromTheProduct) {
     EXPECT_FALSE(LogHas("ar engine data"));
     Command("arlist", "AR_A");
     EXPECT_FALSE(LogHas("UpdateArList +"));
+}
+
+// The same road from the daemon's side: the exported table of the built
+// library.
+using FmqTableTest = vyrtest::HalFixture;
+
+TEST_F(FmqTableTest, FmqThroughTheExportedTable) {
+    ASSERT_EQ(StartHal(), 0);
+    Bytes buffer = Join({LengthMessage(fmq::kHeadArBigData, "1700000000,walk"),
+                         ArContext(2, 1, "x,y,z"), Thp(fmq::kHeadThpFirst, 4)});
+    EXPECT_EQ(Ops().vyr_fmq_data(buffer.data(), static_cast<int32_t>(buffer.size())),
+              static_cast<int32_t>(buffer.size()));
+    EXPECT_EQ(vyrtest::ReadText(Root() + kArTmp),
+              "==========\n1700000000,walk\nARContext=2,1,x@z@\n");
+    Run("motionlist", "FLIP,ROTATION");
+    EXPECT_THAT(vyrtest::ReadText(Root() + kMotionTmp),
+                HasSubstr("MotionList=FLIP,ROTATION\n==========\n"));
 }
