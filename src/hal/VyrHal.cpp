@@ -206,6 +206,7 @@ bool VyrHal::Init() {
     if (mFmq == nullptr) {
         return false;
     }
+    mFmq->InitVyrd();
 
     InitVyrd();
     if (!InitModules()) {

@@ -3,9 +3,11 @@
 #include <android/log.h>
 
 #include <cstdio>
+#include <new>
 
 #include "hal/VyrHal.h"
 #include "log/LogSink.h"
+#include "log/PostureDft.h"
 #include "log/VyrFrame.h"
 #include "motion/MotionScale.h"
 #include "platform/LibSysTrace.h"
@@ -48,6 +50,7 @@ Posture::Posture(VyrHal &hal) : ModuleBase("Posture", hal) {}
 Posture::~Posture() {
     LOGI("enter");
     mLib.reset();
+    mPostureDft.reset();
 }
 
 const char *Posture::PostureText(int32_t posture) {
@@ -87,10 +90,8 @@ bool Posture::LastInit() {
     mHal.GetSensorHub().RegisterSensorCallback(
         mName, [this](ASensorEvent event, bool /*ok*/) { OnSensorEvent(event); });
     mCallbackRegistered = true;
-    if (IsSupportDft()) {
-        // The fold statistics are collected by the big-data family; nothing of
-        // it is kept in this module.
-        LOGI("posture dft supported");
+    if (IsSupportDft() && mPostureDft == nullptr) {
+        mPostureDft.reset(new (std::nothrow) PostureDft(mHal));
     }
     return true;
 }
@@ -166,6 +167,9 @@ void Posture::PostureSwitch(std::string client, bool enable) {
         mVersion.SetBuild(version != nullptr ? version : "");
         LOGI("%s", mVersion.GetVersionText().c_str());
         mLib = std::move(lib);
+        if (mPostureDft != nullptr) {
+            mPostureDft->ResetPosture();
+        }
     }
     SetConnection(client, static_cast<int>(kType), enable, 0, 0);
     const bool now = IsTypeEnabled(kType);
@@ -278,6 +282,9 @@ void Posture::ProcessHingeAngleData(ASensorEvent event) {
         }
     }
     ProcessIdleData(angle, precision);
+    if (mLastResult.posture >= 1 && mLastResult.posture <= 255 && mPostureDft != nullptr) {
+        mPostureDft->UpdatePostureData(angle, mLastResult.posture);
+    }
 }
 
 void Posture::ProcessIdleData(float fold, float precision) {

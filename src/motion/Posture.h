@@ -16,6 +16,8 @@
 #include "platform/api/vyr_fold_api.h"
 #include "sensor/ResampleInfo.h"
 
+class PostureDft;
+
 class Posture : public ModuleBase {
 public:
     // Sensors of the module's one type (0).
@@ -66,4 +68,6 @@ private:
     const int32_t mIdleRate = 1;
     uint64_t mDropEnd = 0;
     bool mCallbackRegistered = false;
+    // Fold statistics of beta users on the listed products, or null.
+    std::unique_ptr<PostureDft> mPostureDft;
 };

@@ -47,6 +47,13 @@ inline constexpr int32_t SENSOR_TYPE_FUSION_GYRO1 = 0x2000007;
 inline constexpr int32_t SENSOR_TYPE_FUSION_MAG1 = 0x2000008;
 inline constexpr int32_t SENSOR_TYPE_TAP_EVENT = 0x2000009;
 inline constexpr int32_t SENSOR_TYPE_TP = static_cast<int32_t>(0xF1000002u);
+// Families of events made for the log only: the first of each; the members
+// follow in order (AR beta: acc, mag, modem, result; AR refill: the same;
+// motion refill: flip acc, head-down acc, gyro, ps, als, pick-call acc,
+// gyro, ps, shock, pick-up acc, gyro, shock, rotation acc1, acc2, angle).
+inline constexpr uint32_t SENSOR_TYPE_AR_BETA_BASE = 0xF2000000u;
+inline constexpr uint32_t SENSOR_TYPE_AR_REFILL_BASE = 0xF4000000u;
+inline constexpr uint32_t SENSOR_TYPE_MOTION_REFILL_BASE = 0xF5000000u;
 
 // One entry of a sensor list.
 struct VyrSensor {

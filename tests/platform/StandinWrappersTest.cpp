@@ -7,6 +7,7 @@
 #include "platform/LibTapFusion.h"
 #include "platform/LibTapGesture.h"
 #include "platform/LibVyrFusion.h"
+#include "platform/LibVyrMonitor.h"
 #include "platform/LibVyrMotion.h"
 #include "platform/LibVyrPosture.h"
 #include "platform/LibVyrSensor.h"
@@ -44,5 +45,6 @@ TEST_F(StandinWrappers, EveryProvidedLibraryResolvesAllSymbols) {
     ExpectOpens<LibTapFusion>("BackTapFusion");
     ExpectOpens<LibWristFlipGesture>("FlipWristScanCode");
     ExpectOpens<LibRotationGesture>("RotationGesture");
+    ExpectOpens<LibVyrMonitor>("brimlog");
     EXPECT_TRUE(LinesWith("can not load func").empty()) << Logcat();
 }
