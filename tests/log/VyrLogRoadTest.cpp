@@ -89,10 +89,12 @@ protected:
         return found;
     }
 
-    // Injects accelerometer samples, 10 ms apart, until done() (at most
-    // 80000 samples).
+    // Injects accelerometer samples, 10 ms apart, until done() or 40 s
+    // have passed (a slow log thread drops frames, and their text, when its
+    // queue is full).
     void InjectUntil(const std::function<bool()> &done) {
-        for (int round = 0; round < 400 && !done(); ++round) {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(40);
+        while (!done() && std::chrono::steady_clock::now() < deadline) {
             for (int i = 0; i < 200; ++i) {
                 ASensorEvent event{};
                 event.version = sizeof(ASensorEvent);
