@@ -88,6 +88,7 @@ public:
     vyr_sys_device_t &GetSysDevice();
 
     bool HasWatchdog() const { return mWatchdog != nullptr; }
+    bool HasVyrlog() const { return mVyrLog != nullptr; }
 
     bool IsLogEnable() const { return mLogEnable.load(std::memory_order_relaxed); }
     int32_t GetLogLevel() const { return mLogLevel.load(std::memory_order_relaxed); }

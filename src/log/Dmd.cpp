@@ -7,6 +7,7 @@
 
 #include "hal/VyrHal.h"
 #include "log/LogSink.h"
+#include "log/VyrLog.h"
 #include "log/VyrStelmo.h"
 #include "platform/Utils.h"
 
@@ -124,5 +125,10 @@ void Dmd::Logout(LogDmdParam &param) {
 }
 
 void Dmd::CopyDmdLog(const std::string &file) {
-    LOGD("dmd log %s: no log module to copy it", file.c_str());
+    // Logging may have been switched on after start, when no log thread exists.
+    if (!mHal.HasVyrlog()) {
+        LOGD("dmd log %s: no log module to copy it", file.c_str());
+        return;
+    }
+    mHal.GetVyrlog().CopyDmdLog(file);
 }
