@@ -18,6 +18,7 @@
 #include "hal/ServerCmds.h"
 #include "log/Dmd.h"
 #include "log/VyrFrame.h"
+#include "camera/Camera.h"
 #include "motion/Motion.h"
 #include "motion/Posture.h"
 #include "platform/HalVersion.h"
@@ -314,6 +315,13 @@ bool VyrHal::InitModules() {
         mMotion.reset();
     }
 
+    if (mSysfs->HasXmlConfig("camera")) {
+        mCamera = std::make_shared<Camera>(*this);
+        add(mCamera);
+    } else {
+        mCamera.reset();
+    }
+
     {
         PropertyTable props;
         std::string systemName;
@@ -547,6 +555,9 @@ SensorHub &VyrHal::GetSensorHub() {
 }
 Motion &VyrHal::GetMotion() {
     return Checked(mMotion, "mMotion is nullptr", "GetMotion", 771);
+}
+Camera &VyrHal::GetCamera() {
+    return Checked(mCamera, "mCamera is nullptr", "GetCamera", 781);
 }
 Posture &VyrHal::GetPosture() {
     return Checked(mPosture, "mPosture is nullptr", "GetPosture", 791);
