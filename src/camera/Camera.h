@@ -26,6 +26,7 @@
 #include "camera/CameraEventQueue.h"
 #include "camera/FrameTimer.h"
 #include "camera/RotationFusion.h"
+#include "camera/TofFrame.h"
 #include "hal/ModuleBase.h"
 #include "platform/LibFace3dSdk.h"
 #include "platform/LibOpenssl.h"
@@ -66,20 +67,6 @@ struct CameraSettingRecord {
     uint8_t padding[3];
 };
 static_assert(sizeof(CameraSettingRecord) == 140, "a setting record is 140 bytes");
-
-// The TOF frame message as the queue reader hands it on: a 32-byte header,
-// then the pixels.
-struct TofFrameHeader {
-    static constexpr size_t kFrameNumber = 8;  // uint64
-    static constexpr size_t kImageSize = 16;   // uint32, pixel bytes
-    static constexpr size_t kExposure = 20;    // uint32
-    static constexpr size_t kPixels = 28;      // first pixel
-    static constexpr size_t kHeaderSize = 32;
-    static constexpr uint32_t kHead = 0x9000;
-    static constexpr uint32_t kWidth = 640;
-    static constexpr uint32_t kHeight = 480;
-    static constexpr uint32_t kImageBytes = kWidth * kHeight;
-};
 
 struct CameraFunction {
     std::string name;

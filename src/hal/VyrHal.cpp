@@ -13,12 +13,12 @@
 #include <fstream>
 #include <thread>
 
+#include "camera/Camera.h"
 #include "file/DirOperator.h"
 #include "hal/ModuleBase.h"
 #include "hal/ServerCmds.h"
 #include "log/Dmd.h"
 #include "log/VyrFrame.h"
-#include "camera/Camera.h"
 #include "motion/Motion.h"
 #include "motion/Posture.h"
 #include "platform/HalVersion.h"

@@ -15,6 +15,7 @@
 //    byte 0); face3d_algo_destory forgets the enrolled users.
 //  - face3d_algo_get_face_image fills the crop with the identity tag;
 //    face3d_algo_yuv2ao scales by picking pixels; face3d_algo_decrypt copies.
+// Test control (face3d_sim.h): Face3dSimDestroyCount.
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -38,6 +39,7 @@ struct State {
     bool detected = false;
     std::map<int32_t, int32_t> enrolled;  // user -> identity tag
     uint32_t detections = 0;
+    int32_t destroys = 0;
 };
 
 State &TheState() {
@@ -210,6 +212,7 @@ VYR_EXPORT int32_t face3d_algo_destory(void) {
     state.loaded = false;
     state.detected = false;
     state.enrolled.clear();
+    ++state.destroys;
     return 0;
 }
 
@@ -267,6 +270,12 @@ VYR_EXPORT int32_t face3d_algo_decrypt(const uint8_t *input, uint8_t *output, ui
     }
     memmove(output, input, size);
     return 0;
+}
+
+VYR_EXPORT int32_t Face3dSimDestroyCount(void) {
+    State &state = TheState();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    return state.destroys;
 }
 
 }  // extern "C"

@@ -90,3 +90,6 @@ static inline int Face3dSimRead(const uint8_t *image, uint64_t size, face3d_sim_
                       ((uint32_t)image[11] << 24);
     return 1;
 }
+
+// Test control exported by the stand-in: how often face3d_algo_destory ran.
+typedef int32_t (*Face3dSimDestroyCount_t)(void);
