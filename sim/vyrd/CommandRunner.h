@@ -10,6 +10,9 @@
 //   scenario NAME|CSV  plays a scenario on the stand-in sensor service that
 //                      the library loaded (built-in name or recorded CSV)
 //   hub CHANNEL x,y,z  holds a channel of the stand-in sensor hub at a value
+//   tof COUNT SCENE [MS]  plays TOF frames of a scene through vyr_fmq_data
+//   light LUX          the stand-in light sensor reads LUX
+//   ao SCENARIO        plays a scenario on the stand-in always-on service
 #pragma once
 
 #include <cstdint>
