@@ -3,6 +3,7 @@
 #include <boundchk.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <thread>
 
 #include "hal/VyrHal.h"
@@ -43,7 +44,8 @@ Camera::~Camera() {
     DetachCallbacks();
     mFaceTemplates.clear();
     {
-        ScopedTrace trace(mHal.GetTrace(), "ThdBroadcast");
+        // No trace section here: at unload the HAL's trace hooks may be gone
+        // before the modules.
         std::lock_guard<std::mutex> lock(mEventMutex);
         mRunning = false;
         mEventCond.notify_all();
@@ -319,7 +321,9 @@ void Camera::ProcessCameraSetting(std::vector<uint8_t> &data) {
     CameraSettingRecord record{};
     memcpy_s(&record, sizeof(record), data.data(), data.size());
     record.client[sizeof(record.client) - 1] = '\0';
-    CameraSetting(record.client, record.type, record.enable, record.lux);
+    // Any non-zero byte enables; the byte is read as such, not as a bool.
+    const bool enable = data[offsetof(CameraSettingRecord, enable)] != 0;
+    CameraSetting(record.client, record.type, enable, record.lux);
 }
 
 void Camera::CameraSetting(const std::string client, int type, bool enable, int lux) {
