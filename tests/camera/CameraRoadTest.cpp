@@ -76,6 +76,52 @@ TEST_F(CameraRoadTest, DarkTurnWakesTofAndFrameGivesFaceDirection) {
     EXPECT_EQ(Results(kDirection).size(), 2u);
 }
 
+TEST_F(CameraRoadTest, DarkModeFrameLimitEndsDirectionAfterItsFrames) {
+    StartHal();
+    Run("set-env", "dark,3");
+    EXPECT_EQ(Run("camera-on", "0,10"), "");
+    ASSERT_TRUE(Drain());
+    ASSERT_EQ(AoRotation(0), 0);
+    ASSERT_EQ(AoRotation(1), 0);
+    ASSERT_TRUE(AoSync());
+    ASSERT_TRUE(Drain());
+    ASSERT_EQ(PipelineActive(), 1);
+    // No face: in dim light the camera would run to its deadline, but the
+    // dark mode's limit of three frames ends it at the fourth.
+    for (uint64_t i = 1; i <= 3; ++i) {
+        PostFrame(i, Nobody());
+    }
+    ASSERT_TRUE(Drain());
+    EXPECT_EQ(PipelineActive(), 1);
+    PostFrame(4, Nobody());
+    ASSERT_TRUE(Drain());
+    EXPECT_EQ(PipelineActive(), 0);
+    EXPECT_TRUE(WaitForLog("env_mode=dark framCnt: 4 > 3"));
+}
+
+TEST_F(CameraRoadTest, DirectionLetsGoWhileGazeKeepsTheCamera) {
+    StartHal();
+    Run("set-env", "dark");
+    EXPECT_EQ(Run("camera-on", "1,100"), "");
+    EXPECT_EQ(Run("camera-on", "0,10"), "");
+    ASSERT_TRUE(Drain());
+    ASSERT_EQ(AoRotation(0), 0);
+    ASSERT_EQ(AoRotation(1), 0);
+    ASSERT_TRUE(AoSync());
+    ASSERT_TRUE(Drain());
+    // One detection serves both functions.
+    PostFrame(1, Face(1, 1));
+    ASSERT_TRUE(WaitResult(kDirection, {1, 1, 0, 0, 0}));
+    ASSERT_TRUE(WaitResult(kGaze, {1, 1, 1, 1, 0}));
+    ASSERT_TRUE(Drain());
+    EXPECT_TRUE(WaitForLog("sense hex: 0x3, options.attention: 1"));
+    EXPECT_TRUE(WaitForLog("type: 0 TOF disconnect"));
+    EXPECT_EQ(PipelineActive(), 1);
+    PostFrame(2, Face(1, 0));
+    ASSERT_TRUE(WaitResult(kGaze, {1, 0, 1, 2, 0}));
+    EXPECT_TRUE(WaitForLog("sense hex: 0x2, options.attention: 1"));
+}
+
 TEST_F(CameraRoadTest, GoodLightUsesAlwaysOnAnswerAndNeverWakesTof) {
     StartHal();
     EXPECT_EQ(Run("camera-on", "0,300"), "");
