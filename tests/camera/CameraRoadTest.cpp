@@ -119,6 +119,7 @@ TEST_F(CameraRoadTest, DirectionLetsGoWhileGazeKeepsTheCamera) {
     EXPECT_EQ(PipelineActive(), 1);
     PostFrame(2, Face(1, 0));
     ASSERT_TRUE(WaitResult(kGaze, {1, 0, 1, 2, 0}));
+    EXPECT_EQ(PipelineStarts(), 1);
     EXPECT_TRUE(WaitForLog("sense hex: 0x2, options.attention: 1"));
 }
 
@@ -319,6 +320,30 @@ TEST_F(CameraRoadTest, AlwaysOnFaceIdAnswersAtOnceInGoodLight) {
     EXPECT_EQ(PipelineStarts(), 0);
     EXPECT_EQ(Results(kFaceId).size(), 2u);
     EXPECT_TRUE(WaitForLog("faceid enroll result, face num:1, enroll mask:3"));
+
+    // An update asks again about the stored answer: the last "nobody".
+    std::vector<uint8_t> update(28, 0);
+    update[0] = 'c';
+    Cam().PostEvent(EVENT_TOF_FACE_ID, update);
+    ASSERT_TRUE(Drain());
+    EXPECT_EQ(Results(kFaceId).size(), 3u);
+    EXPECT_EQ(Results(kFaceId).back(), (std::vector<int32_t>{0, -1, 0, 0, 0}));
+}
+
+TEST_F(CameraRoadTest, WithoutTofTheDarkAnswersTheOwner) {
+    StartHal(vyrsim::ProductXmlFor("<camera><item>CAMERA_FACE_ID</item></camera>"));
+    Run("set-env", "dark");
+    EXPECT_EQ(Run("camera-on", "2,5"), "");
+    ASSERT_TRUE(Drain());
+    // Before any answer an update gives the preset "nobody".
+    std::vector<uint8_t> update(28, 0);
+    update[0] = 'c';
+    Cam().PostEvent(EVENT_TOF_FACE_ID, update);
+    ASSERT_TRUE(WaitResult(kFaceId, {0, -1, 0, 0, 0}));
+    ASSERT_EQ(AoFaceId({0, 0, 1, -1, 60, 11, 22}), 0);
+    ASSERT_TRUE(WaitResult(kFaceId, {1, 0, 0, 22, 11}));
+    EXPECT_TRUE(
+        WaitForLog("Devices without TOF in dark light environment reset aoFaceIdRes -1 to 0"));
 }
 
 TEST_F(CameraRoadTest, DarkUnknownFaceIsIdentifiedByTof) {
