@@ -316,6 +316,8 @@ bool VyrHal::InitModules() {
     }
 
     if (mSysfs->HasXmlConfig("camera")) {
+        // Room for two TOF frames in the daemon's queue.
+        mFmqSize = 614400;
         mCamera = std::make_shared<Camera>(*this);
         add(mCamera);
     } else {
