@@ -559,7 +559,7 @@ Motion &VyrHal::GetMotion() {
     return Checked(mMotion, "mMotion is nullptr", "GetMotion", 771);
 }
 Camera &VyrHal::GetCamera() {
-    return Checked(mCamera, "mCamera is nullptr", "GetCamera", 781);
+    return Checked(mCamera, "mCamera is nullptr", "GetCamera", 801);
 }
 Posture &VyrHal::GetPosture() {
     return Checked(mPosture, "mPosture is nullptr", "GetPosture", 791);
