@@ -145,8 +145,8 @@ private:
     std::shared_ptr<WatchDog> mWatchdog;
     std::shared_ptr<SensorHub> mSensorHub;
     std::shared_ptr<Motion> mMotion;
-    std::shared_ptr<Camera> mCamera;
     std::shared_ptr<Posture> mPosture;
+    std::shared_ptr<Camera> mCamera;
     LibSysTrace mTrace;
     HalStatus mHalStatus;
     std::unique_ptr<ServerCmds> mCmds;
