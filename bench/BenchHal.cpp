@@ -14,7 +14,11 @@ VyrHal &SharedBenchHal() {
         setenv("VYR_ROOT", dir.c_str(), 1);
         setenv("VYR_LOG_STDERR", "0", 1);
         vyrsim::SandboxOptions options;
-        options.productXml = vyrsim::ProductXmlFor("");
+        // Only the camera's gaze over TOF: its module idles until a
+        // benchmark switches it on.
+        options.productXml = vyrsim::ProductXmlFor(
+            "<camera><item>CAMERA_EYE_GAZE</item><item>CAMERA_TOF_IMAGE</item></camera>"
+            "<tof_products><item>VYR</item></tof_products>");
         vyrsim::CreateSandbox(dir, options, nullptr);
         auto *made = new VyrHal(nullptr);
         made->Init();

@@ -26,6 +26,7 @@ constexpr const char *kProductFileName = "tolvi_vyr_product_config.xml";
 // Directories of a sandbox, relative to its root.
 constexpr const char *kDirs[] = {
     "odm/etc",
+    "odm/etc/vyr",
     "odm/lib64",
     "vendor/etc",
     "vendor/lib64",
@@ -53,6 +54,9 @@ constexpr Node kNodes[] = {
     {"sys/devices/platform/tolvi_sensor/palmetry_latch_data", ""},
     {"sys/devices/platform/tolvi_sensor/palmetry_latch_data2", ""},
     {"sys/class/graphics/fb0/lcd_model", "vyrsim_lcd\n"},
+    // Configuration of the face library (its own file; the stand-in only
+    // needs it to exist).
+    {"odm/etc/vyr/arm_config.json", "{\"model\": \"face3d-sim\"}\n"},
 };
 
 void SetError(std::string *error, const std::string &text) {
@@ -244,6 +248,7 @@ std::string SandboxLayoutText() {
            "  sys/touchscreen/touch_chip_info\n"
            "  sys/devices/platform/tolvi_sensor/  palmetry nodes\n"
            "  sys/class/graphics/fb0/lcd_model\n"
+           "  odm/etc/vyr/arm_config.json  configuration of the face library\n"
            "  dev/input                  input event nodes (empty)\n"
            "Re-creating over an existing sandbox keeps its property values and node\n"
            "contents, and writes the product file, cmdline and libraries again.\n";

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "vyrd/ReplayFiles.h"
+#include "vyrd/CameraSim.h"
 
 namespace vyrd {
 
@@ -253,6 +254,28 @@ bool CommandRunner::Run(const CommandLine &cmd) {
     if (cmd.name == "hub") {
         std::string reply = SetHubChannel(Strip(cmd.param));
         mOut.Reply("hub", mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
+        return true;
+    }
+    if (cmd.name == "tof") {
+        std::vector<std::vector<uint8_t>> frames;
+        int interval = 0;
+        std::string error;
+        if (!BuildTofFrames(Strip(cmd.param), frames, &interval, &error)) {
+            fprintf(stderr, "vyrd: %s\n", error.c_str());
+            return false;
+        }
+        for (size_t i = 0; i < frames.size(); ++i) {
+            if (i > 0) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(interval));
+            }
+            RunFmq("tof", frames[i]);
+        }
+        return true;
+    }
+    if (cmd.name == "light" || cmd.name == "ao") {
+        const std::string param = Strip(cmd.param);
+        const std::string reply = cmd.name == "light" ? SetLight(param) : PlayAoScenario(param);
+        mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }
     if (cmd.name == "fmq") {

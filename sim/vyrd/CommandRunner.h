@@ -13,6 +13,9 @@
 //   replayfiles [DIR]  lays the sensor files of a recorded run (a sandbox or
 //                      its log directory; default --replay-from) out for
 //                      "motion-emulate on" in this sandbox
+//   tof COUNT SCENE [MS]  plays TOF frames of a scene through vyr_fmq_data
+//   light LUX          the stand-in light sensor reads LUX
+//   ao SCENARIO        plays a scenario on the stand-in always-on service
 #pragma once
 
 #include <cstdint>

@@ -60,9 +60,42 @@ std::string Motion(int type, int value) {
     }
 }
 
+// Results of the camera functions (five values each) and the exposure the
+// face library asks of the always-on service.
+std::string Camera(const vyr_msg_t &msg) {
+    if (msg.client == "aoservice-client" && msg.type == 3 && msg.data.size() == 1) {
+        return "tof exposure: " + std::to_string(msg.data[0]);
+    }
+    if (msg.data.size() != 5) {
+        return std::string();
+    }
+    const std::vector<int32_t> &d = msg.data;
+    switch (msg.type) {
+        case 0:
+            return "face direction: " + std::to_string(d[1]) + " (motion sensor " +
+                   std::to_string(d[0]) + ")";
+        case 1:
+            return std::string("eye gaze: ") +
+                   (d[0] == 0   ? "nobody"
+                    : d[1] == 1 ? "looking at the screen"
+                                : "looking away") +
+                   ", frame " + std::to_string(d[3]);
+        case 2:
+            return "face id: " +
+                   (d[1] < 0 ? std::string("nobody known") : "user " + std::to_string(d[1])) +
+                   ", faces " + std::to_string(d[0]) + (d[2] == 1 ? ", by tof" : ", always-on");
+        default:
+            return std::string();
+    }
+}
+
 }  // namespace
 
 std::string Describe(const vyr_msg_t &msg) {
+    const std::string camera = Camera(msg);
+    if (!camera.empty()) {
+        return camera;
+    }
     if (msg.type == kPostureType && msg.data.size() >= 2) {
         return "posture: " + Posture(msg.data[0]) + ", hinge " + std::to_string(msg.data[1]) +
                " degrees";

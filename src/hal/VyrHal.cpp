@@ -13,6 +13,7 @@
 #include <fstream>
 #include <thread>
 
+#include "camera/Camera.h"
 #include "file/DirOperator.h"
 #include "hal/ModuleBase.h"
 #include "hal/ServerCmds.h"
@@ -317,6 +318,15 @@ bool VyrHal::InitModules() {
         mMotion.reset();
     }
 
+    if (mSysfs->HasXmlConfig("camera")) {
+        // Room for two TOF frames in the daemon's queue.
+        mFmqSize = 614400;
+        mCamera = std::make_shared<Camera>(*this);
+        add(mCamera);
+    } else {
+        mCamera.reset();
+    }
+
     {
         PropertyTable props;
         std::string systemName;
@@ -554,6 +564,9 @@ SensorHub &VyrHal::GetSensorHub() {
 }
 Motion &VyrHal::GetMotion() {
     return Checked(mMotion, "mMotion is nullptr", "GetMotion", 771);
+}
+Camera &VyrHal::GetCamera() {
+    return Checked(mCamera, "mCamera is nullptr", "GetCamera", 801);
 }
 Posture &VyrHal::GetPosture() {
     return Checked(mPosture, "mPosture is nullptr", "GetPosture", 791);

@@ -15,6 +15,7 @@
 #include "log/LogSink.h"
 #include "platform/LibSysTrace.h"
 
+class Camera;
 class DirOperator;
 class Dmd;
 class ModuleBase;
@@ -80,6 +81,7 @@ public:
     WatchDog &GetWatchdog();
     SensorHub &GetSensorHub();
     Motion &GetMotion();
+    Camera &GetCamera();
     Posture &GetPosture();
     VyrLog &GetVyrlog();
     Sysfs &GetSysfs();
@@ -150,6 +152,7 @@ private:
     std::shared_ptr<Motion> mMotion;
     std::shared_ptr<Posture> mPosture;
     std::shared_ptr<VyrLog> mVyrLog;
+    std::shared_ptr<Camera> mCamera;
     LibSysTrace mTrace;
     HalStatus mHalStatus;
     std::unique_ptr<ServerCmds> mCmds;

@@ -40,6 +40,7 @@ public:
     int SetVerAlg(const std::string &value) { return Write("VerAlg", value); }
     int SetGitID(const std::string &value) { return Write("GitID", value); }
     int SetGitTime(const std::string &value) { return Write("GitTime", value); }
+    int SetAoFaceIdSupport(const std::string &value) { return Write("AoFaceIdSupport", value); }
 
     int SetDaeAlive(bool value) { return Write("DaeAlive", value ? "true" : "false"); }
     int SetBootFlag(bool value) { return Write("BootFlag", value ? "true" : "false"); }

@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "camera/Camera.h"
 #include "hal/ServerCmds.h"
 #include "hal/VyrHal.h"
 #include "log/EventDft.h"
@@ -415,7 +416,7 @@ int32_t VyrFmq::HandToTouch(uint8_t *data, int32_t remain) {
 }
 
 void VyrFmq::HandToCamera(int32_t kind, std::vector<uint8_t> bytes) {
-    LOGD("camera event %d of %zu bytes: no camera", kind, bytes.size());
+    mHal.GetCamera().PostEvent(kind, std::move(bytes));
 }
 
 void VyrFmq::HandToActivityEngine(const uint8_t *text, int32_t length) {

@@ -163,12 +163,24 @@ TEST_F(HalFixture, CallbackCommandInjectsAResult) {
 }
 
 TEST_F(HalFixture, FmqSizeWithoutCameraIs4096) {
+    vyrsim::SandboxOptions options;
+    options.productXml = vyrsim::ProductXmlFor("<motion><item>MOTION_TYPE_FLIP</item></motion>");
+    MakeSandbox(options);
     ASSERT_EQ(StartHal(), 0);
     std::vector<uint8_t> out = RunRaw("fmqSize");
     ASSERT_EQ(out.size(), 4u);
     int32_t size = 0;
     memcpy(&size, out.data(), sizeof(size));
     EXPECT_EQ(size, 4096);
+}
+
+TEST_F(HalFixture, FmqSizeWithCameraHoldsTwoTofFrames) {
+    ASSERT_EQ(StartHal(), 0);
+    std::vector<uint8_t> out = RunRaw("fmqSize");
+    ASSERT_EQ(out.size(), 4u);
+    int32_t size = 0;
+    memcpy(&size, out.data(), sizeof(size));
+    EXPECT_EQ(size, 614400);
 }
 
 TEST_F(HalFixture, ClientDisableNamesTheSender) {
