@@ -13,6 +13,7 @@
 #include <fstream>
 #include <thread>
 
+#include "activity/Activity.h"
 #include "file/DirOperator.h"
 #include "hal/ModuleBase.h"
 #include "hal/ServerCmds.h"
@@ -113,6 +114,7 @@ VyrHal::~VyrHal() {
     mWatchdog.reset();
     mSensorHub.reset();
     mPosture.reset();
+    mActivity.reset();
     mMotion.reset();
     UninitVyrd();
     LOGI("-");
@@ -306,6 +308,13 @@ bool VyrHal::InitModules() {
             ok = false;
         }
     };
+
+    if (mSysfs->HasXmlConfig("activity_recognition")) {
+        mActivity = std::make_shared<Activity>(*this);
+        add(mActivity);
+    } else {
+        mActivity.reset();
+    }
 
     if (mSysfs->HasXmlConfig("motion")) {
         mMotion = std::make_shared<Motion>(*this);
@@ -547,6 +556,9 @@ SensorHub &VyrHal::GetSensorHub() {
 }
 Motion &VyrHal::GetMotion() {
     return Checked(mMotion, "mMotion is nullptr", "GetMotion", 771);
+}
+Activity &VyrHal::GetActivity() {
+    return Checked(mActivity, "mActivity is nullptr", "GetActivity", 781);
 }
 Posture &VyrHal::GetPosture() {
     return Checked(mPosture, "mPosture is nullptr", "GetPosture", 791);

@@ -15,6 +15,7 @@
 #include "log/LogSink.h"
 #include "platform/LibSysTrace.h"
 
+class Activity;
 class DirOperator;
 class Dmd;
 class ModuleBase;
@@ -79,6 +80,7 @@ public:
     WatchDog &GetWatchdog();
     SensorHub &GetSensorHub();
     Motion &GetMotion();
+    Activity &GetActivity();
     Posture &GetPosture();
     Sysfs &GetSysfs();
     Dmd &GetDmd();
@@ -143,6 +145,7 @@ private:
     std::shared_ptr<WatchDog> mWatchdog;
     std::shared_ptr<SensorHub> mSensorHub;
     std::shared_ptr<Motion> mMotion;
+    std::shared_ptr<Activity> mActivity;
     std::shared_ptr<Posture> mPosture;
     LibSysTrace mTrace;
     HalStatus mHalStatus;
