@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -341,4 +342,16 @@ TEST_F(ActivityShortListTest, AListWithoutFourFieldsChangesNothing) {
     // Every activity still answers to 0: the first row takes it.
     Run("ar-on", "0,1,0,0", "app");
     EXPECT_TRUE(WaitForLog("remap activity: 0 to 0"));
+}
+
+TEST_F(ActivityRoadTest, AMissingLibraryStopsTheEnableBeforeAnySensor) {
+    ASSERT_EQ(std::remove((Root() + "/vendor/lib64/libarhand.so").c_str()), 0);
+    EXPECT_EQ(Run("ar-on", "4,1,0,0", "app"), "4,1,0,0 ok");
+    EXPECT_TRUE(WaitForLog("LibVyrArHand init failed"));
+    // No client was recorded: leaving again finds nothing to leave.
+    Run("ar-off", "4,1", "app");
+    EXPECT_TRUE(WaitForLog("activity: app1 activityHandle: 3 already disable"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(mPeriod(kAccelerometer), 0);
+    EXPECT_TRUE(Events().empty());
 }
