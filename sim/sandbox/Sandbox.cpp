@@ -200,6 +200,9 @@ std::map<std::string, std::string> DefaultProperties() {
         {"ro.product.device", "VYRFOLD"},
         {"ro.product.system.name", "vyrphone"},
         {"ro.build.version.release", "14"},
+        // The activity list the phone's framework gave before: high-speed
+        // rail, metro, micro still and hand held are its activities 1 to 4.
+        {"odm.vyr.arlist", "1,2,3,4,"},
     };
 }
 

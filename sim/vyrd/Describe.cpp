@@ -1,5 +1,9 @@
 #include "vyrd/Describe.h"
 
+#include <cstring>
+
+#include "activity/ArRecords.h"
+
 namespace vyrd {
 
 namespace {
@@ -87,6 +91,36 @@ std::string Camera(const vyr_msg_t &msg) {
         default:
             return std::string();
     }
+// The client's numbers of the activities in the sandbox's default list
+// (property "odm.vyr.arlist" = "1,2,3,4,").
+std::string ActivityName(int32_t activity) {
+    static const char *const kNames[] = {"high-speed rail", "metro", "micro still", "hand held"};
+    if (activity >= 1 && activity <= 4) {
+        return kNames[activity - 1];
+    }
+    return "activity " + std::to_string(activity);
+}
+
+// Activity changes: 24-byte events (eventType, activity, timestamp,
+// confidence, padding), several to a message.
+std::string Activity(const vyr_msg_t &msg) {
+    const size_t size = sizeof(ar::ArEvent);
+    if (msg.dataSize <= 0 || static_cast<size_t>(msg.dataSize) % size != 0 ||
+        msg.data.size() * sizeof(int32_t) < static_cast<size_t>(msg.dataSize)) {
+        return std::string();
+    }
+    std::string text;
+    for (size_t at = 0; at < static_cast<size_t>(msg.dataSize); at += size) {
+        ar::ArEvent event{};
+        memcpy(&event, reinterpret_cast<const uint8_t *>(msg.data.data()) + at, size);
+        text += text.empty() ? "activity: " : "; ";
+        text += ActivityName(event.activity) + (event.eventType == 1 ? " enter"
+                                                : event.eventType == 2
+                                                    ? " exit"
+                                                    : " event " + std::to_string(event.eventType));
+        text += ", confidence " + std::to_string(event.confidence);
+    }
+    return text;
 }
 
 }  // namespace
@@ -95,6 +129,9 @@ std::string Describe(const vyr_msg_t &msg) {
     const std::string camera = Camera(msg);
     if (!camera.empty()) {
         return camera;
+    }
+    if (msg.client == "ar-client") {
+        return Activity(msg);
     }
     if (msg.type == kPostureType && msg.data.size() >= 2) {
         return "posture: " + Posture(msg.data[0]) + ", hinge " + std::to_string(msg.data[1]) +

@@ -213,7 +213,7 @@ int main(int argc, char **argv) {
         "Command lines (-c, --script, standard input): the name, one blank, the parameter.\n"
         "Blank lines and lines starting with # are skipped. Built-ins:\n"
         "  sleep MS, client NAME, getdata CMD SIZE, fmq HEX, fmqfile PATH,\n"
-        "  scenario NAME|CSV (rest walk flip fold pickup rotate, or a CSV file)\n"
+        "  scenario NAME|CSV (rest walk flip fold pickup rotate still hand train, or a CSV file)\n"
         "  hub CHANNEL x,y,z (hold a channel of the simulated sensor hub)\n"
         "  replayfiles [DIR] (lay a recorded run's sensor files out for motion-emulate)\n"
         "Standard input is read when neither -c nor --script is given.\n\n" +

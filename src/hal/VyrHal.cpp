@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "camera/Camera.h"
+#include "activity/Activity.h"
 #include "file/DirOperator.h"
 #include "hal/ModuleBase.h"
 #include "hal/ServerCmds.h"
@@ -115,6 +116,7 @@ VyrHal::~VyrHal() {
     mWatchdog.reset();
     mSensorHub.reset();
     mPosture.reset();
+    mActivity.reset();
     mMotion.reset();
     mVyrLog.reset();
     UninitVyrd();
@@ -310,6 +312,13 @@ bool VyrHal::InitModules() {
             ok = false;
         }
     };
+
+    if (mSysfs->HasXmlConfig("activity_recognition")) {
+        mActivity = std::make_shared<Activity>(*this);
+        add(mActivity);
+    } else {
+        mActivity.reset();
+    }
 
     if (mSysfs->HasXmlConfig("motion")) {
         mMotion = std::make_shared<Motion>(*this);
@@ -567,6 +576,8 @@ Motion &VyrHal::GetMotion() {
 }
 Camera &VyrHal::GetCamera() {
     return Checked(mCamera, "mCamera is nullptr", "GetCamera", 801);
+Activity &VyrHal::GetActivity() {
+    return Checked(mActivity, "mActivity is nullptr", "GetActivity", 781);
 }
 Posture &VyrHal::GetPosture() {
     return Checked(mPosture, "mPosture is nullptr", "GetPosture", 791);

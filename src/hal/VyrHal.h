@@ -16,6 +16,7 @@
 #include "platform/LibSysTrace.h"
 
 class Camera;
+class Activity;
 class DirOperator;
 class Dmd;
 class ModuleBase;
@@ -82,6 +83,7 @@ public:
     SensorHub &GetSensorHub();
     Motion &GetMotion();
     Camera &GetCamera();
+    Activity &GetActivity();
     Posture &GetPosture();
     VyrLog &GetVyrlog();
     Sysfs &GetSysfs();
@@ -150,6 +152,7 @@ private:
     std::shared_ptr<WatchDog> mWatchdog;
     std::shared_ptr<SensorHub> mSensorHub;
     std::shared_ptr<Motion> mMotion;
+    std::shared_ptr<Activity> mActivity;
     std::shared_ptr<Posture> mPosture;
     std::shared_ptr<VyrLog> mVyrLog;
     std::shared_ptr<Camera> mCamera;

@@ -102,6 +102,9 @@ public:
     void PushSensorEvent(const ASensorEvent &event);
     void PushSensorEvents(const std::vector<ASensorEvent> &events);
     void PushSensorEvents(const ASensorEvent *events, size_t count);
+    // Adds a sensor of this library's own (handle = type); a known type is
+    // left as it is. For a module's PreInit, before the thread runs.
+    void AddPrivateSensor(int32_t type, const std::string &name, const std::string &reportMode);
 
     // True for a new name; a known name gets the new callable and false.
     bool RegisterSensorCallback(const std::string &name, SensorCallback callback);
@@ -168,7 +171,6 @@ private:
     void PostMessage(uint32_t tag, const void *payload, size_t size);
     bool FillSetting(SensorSetting &setting, const std::string &caller);
 
-    void AddPrivateSensor(int32_t type, const std::string &name, const std::string &reportMode);
     void AddPrivateRows(const PrivateSensorRow *rows, size_t count);
 
     void ConnectSensorHidl();

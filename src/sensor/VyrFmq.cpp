@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "activity/Activity.h"
 #include "camera/Camera.h"
 #include "hal/ServerCmds.h"
 #include "hal/VyrHal.h"
@@ -420,10 +421,10 @@ void VyrFmq::HandToCamera(int32_t kind, std::vector<uint8_t> bytes) {
 }
 
 void VyrFmq::HandToActivityEngine(const uint8_t *text, int32_t length) {
-    (void)text;
-    LOGD("ar engine data of %d bytes: no activity module", length);
+    mHal.GetActivity().ProcessArEngineData(reinterpret_cast<const char *>(text),
+                                           static_cast<uint32_t>(length));
 }
 
 void VyrFmq::HandToActivityList(const std::string &list) {
-    LOGD("ar list %s: no activity module", list.c_str());
+    mHal.GetActivity().UpdateArList(list);
 }

@@ -638,3 +638,23 @@ TEST(SensorStandinExitTest, ProcessMayExitWhileTheServiceRuns) {
 }
 
 }  // namespace
+
+TEST_F(SensorStandinTest, ModemReportsEachCellOfTheTrainWithoutAnEnable) {
+    Connect();
+    constexpr int32_t kModem = 0x1000000;
+    // At rest nothing changes: the modem is silent.
+    std::this_thread::sleep_for(150ms);
+    EXPECT_TRUE(mCollector.Of(kModem).empty());
+    ASSERT_EQ(VyrSimPlayScenario("train"), 0);
+    ASSERT_TRUE(mCollector.WaitFor(
+        kModem, [](const auto &e) { return e.size() >= 2; }, 3s));
+    std::vector<Collector::Entry> events = mCollector.Of(kModem);
+    EXPECT_EQ(events[0].event.type, kModem);
+    // rat, cell id and hsFlag in 64-bit words 0, 2 and 4: the ride's first
+    // cells, one after the other, on the metro leg.
+    EXPECT_EQ(events[0].event.u64.data[0], 3u);
+    EXPECT_EQ(events[0].event.u64.data[2], 1101u);
+    EXPECT_EQ(events[1].event.u64.data[2], 1102u);
+    EXPECT_EQ(events[1].event.u64.data[4], 0u);
+    EXPECT_EQ(mCollector.Count(), events.size()) << "no listed sensor reports unasked";
+}

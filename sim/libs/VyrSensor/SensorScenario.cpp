@@ -31,6 +31,9 @@ constexpr float kHingeMoving = 0.02f;
 constexpr float kPostureClosed = 1.0f;
 constexpr float kPostureHalf = 2.0f;
 constexpr float kPostureOpen = 3.0f;
+// The modem at rest: LTE (3) on one cell, no high-speed flag.
+constexpr float kRatLte = 3.0f;
+constexpr float kHomeCell = 1001.0f;
 
 SensorValues Vec(float x, float y, float z) {
     SensorValues v{};
@@ -84,9 +87,12 @@ struct Pose {
     SensorValues proximity = Scalar(kProximityFar);
     SensorValues hinge = Hinge(kHingeOpen, false);
     SensorValues posture = Scalar(kPostureOpen);
+    SensorValues modem = Vec(kRatLte, kHomeCell, 0.0f);
 
     SensorValues Of(int32_t type) const {
         switch (type) {
+            case kTypeModem:
+                return modem;
             case kTypeAccelerometer:
                 return acc;
             case kTypeAccelerometer2:
@@ -109,7 +115,7 @@ struct Pose {
     }
 };
 
-enum class Motion { kRest, kWalk, kFlip, kFold, kPickup, kRotate };
+enum class Motion { kRest, kWalk, kFlip, kFold, kPickup, kRotate, kStill, kHand, kTrain };
 
 class BuiltinScenario : public SensorScenario {
 public:
@@ -133,6 +139,12 @@ public:
                 return 3800 * 1000000LL;
             case Motion::kPickup:
                 return 1300 * 1000000LL;
+            case Motion::kStill:
+                return 1300 * 1000000LL;
+            case Motion::kHand:
+                return -1;
+            case Motion::kTrain:
+                return kTrainEnd * 1000000000LL;
         }
         return 0;
     }
@@ -152,9 +164,67 @@ private:
                 return Pickup(t);
             case Motion::kRotate:
                 return Rotate(t);
+            case Motion::kStill:
+                return Still(t);
+            case Motion::kHand:
+                return Hand(t);
+            case Motion::kTrain:
+                return Train(t);
         }
         return Pose{};
     }
+
+    // Held in a slightly trembling hand for 0.3 s, then laid flat on a table
+    // over a second, and left there without a tremor.
+    static Pose Still(float t) {
+        constexpr float kHold = 0.3f;
+        constexpr float kDown = 1.0f;
+        Pose p;
+        if (t < kHold + kDown) {
+            float fade = 1.0f - Smooth((t - kHold) / kDown);
+            float w = 2.0f * kPi * 6.0f;
+            p.acc = Vec(0.3f * fade * std::sin(w * t), 0.3f * fade * std::cos(w * t),
+                        kGravity + 0.4f * fade * std::sin(1.3f * w * t));
+            p.acc2 = p.acc;
+        }
+        return p;
+    }
+
+    // 0.3 s on the table, then picked up and held while walking, endless.
+    static Pose Hand(float t) {
+        constexpr float kStart = 0.3f;
+        if (t < kStart) {
+            return Pose{};
+        }
+        return Walk(t - kStart);
+    }
+
+    // A train ride: lying on a table in the car, which hums (0.5 m/s^2 at
+    // 7 Hz). The modem changes cell every 1.5 s; a metro leg (no high-speed
+    // flag) to 12 s, a high-speed leg (flag 1) to 24 s, then the train
+    // stops: no hum, the cell stays.
+    static Pose Train(float t) {
+        constexpr float kMetroEnd = 12.0f;
+        constexpr float kCellEvery = 1.5f;
+        Pose p;
+        if (t >= static_cast<float>(kTrainEnd)) {
+            p.modem = Vec(kRatLte,
+                          kHomeCell + 100.0f +
+                              std::floor((static_cast<float>(kTrainEnd) - 0.01f) / kCellEvery),
+                          0.0f);
+            return p;
+        }
+        float w = 2.0f * kPi * 7.0f;
+        p.acc = Vec(0.2f * std::sin(1.7f * w * t), 0.2f * std::cos(w * t),
+                    kGravity + 0.5f * std::sin(w * t));
+        p.acc2 = p.acc;
+        p.mag = Vec(kMagX + 6.0f * std::sin(0.3f * w * t), kMagY, kMagZ);
+        float cell = kHomeCell + 100.0f + std::floor(t / kCellEvery);
+        p.modem = Vec(kRatLte, cell, t < kMetroEnd ? 0.0f : 1.0f);
+        return p;
+    }
+
+    static constexpr int64_t kTrainEnd = 24;
 
     // Held flat in the hand, 1.8 steps a second.
     static Pose Walk(float t) {
@@ -356,8 +426,9 @@ SensorValues RestValues(int32_t type) {
 
 std::unique_ptr<SensorScenario> MakeBuiltinScenario(const std::string &name) {
     static const std::pair<const char *, Motion> kNames[] = {
-        {"rest", Motion::kRest}, {"walk", Motion::kWalk},     {"flip", Motion::kFlip},
-        {"fold", Motion::kFold}, {"pickup", Motion::kPickup}, {"rotate", Motion::kRotate},
+        {"rest", Motion::kRest},   {"walk", Motion::kWalk},     {"flip", Motion::kFlip},
+        {"fold", Motion::kFold},   {"pickup", Motion::kPickup}, {"rotate", Motion::kRotate},
+        {"still", Motion::kStill}, {"hand", Motion::kHand},     {"train", Motion::kTrain},
     };
     for (const auto &[text, motion] : kNames) {
         if (name == text) {

@@ -27,7 +27,7 @@ public:
 SensorValues RestValues(int32_t type);
 
 // A built-in scenario by name ("rest", "walk", "flip", "fold", "pickup",
-// "rotate"); null for any other name.
+// "rotate", "still", "hand", "train"); null for any other name.
 std::unique_ptr<SensorScenario> MakeBuiltinScenario(const std::string &name);
 
 // Holds the given values for ever (types not in the map are at rest).

@@ -42,6 +42,8 @@ constexpr int32_t kErrInvalid = -22;
 constexpr int32_t kErrNoMemory = -12;
 // Shortest period of an on-change sensor, and the longest of any sensor.
 constexpr int64_t kMinOnChangePeriodNs = 1000000;
+// How often the modem pseudo-sensor looks at the scenario.
+constexpr int64_t kModemPollNs = 50000000;
 constexpr int64_t kMaxPeriodNs = 60LL * 1000000000LL;
 // FIFO of a batching sensor that lists no FIFO size.
 constexpr size_t kDefaultFifo = 1000;
@@ -480,11 +482,32 @@ void SensorService::Reset() {
     mDisableCounts.clear();
     mScenario = MakeBuiltinScenario("rest");
     mScenarioStartNs = NowNs();
+    mModemLast = RestValues(kTypeModem);
     mCv.notify_all();
     WaitIdleLocked(lock);
 }
 
+void SensorService::ProduceModemLocked(int64_t now, std::vector<Delivery> &out) {
+    SensorValues values = mScenario->ValuesAt(kTypeModem, now - mScenarioStartNs);
+    if (values == mModemLast) {
+        return;
+    }
+    mModemLast = values;
+    ASensorEvent event;
+    memset(&event, 0, sizeof(event));
+    event.version = static_cast<int32_t>(sizeof(ASensorEvent));
+    event.sensor = kTypeModem;
+    event.type = kTypeModem;
+    event.timestamp = now;
+    for (size_t i = 0; i < 3; ++i) {
+        const int64_t word = static_cast<int64_t>(values[i]);
+        event.u64.data[2 * i] = static_cast<uint64_t>(word);
+    }
+    out.push_back(Delivery{event, true});
+}
+
 void SensorService::ProduceLocked(int64_t now, std::vector<Delivery> &out) {
+    ProduceModemLocked(now, out);
     for (size_t i = 0; i < mActive.size(); ++i) {
         ActiveSensor &active = mActive[i];
         if (!active.enabled) {
@@ -528,6 +551,12 @@ void SensorService::ProduceLocked(int64_t now, std::vector<Delivery> &out) {
 
 int64_t SensorService::NextWakeLocked() const {
     int64_t wake = INT64_MAX;
+    // The modem is watched while a scenario still changes.
+    const int64_t now = NowNs();
+    const int64_t duration = mScenario->DurationNs();
+    if (duration < 0 || now - mScenarioStartNs <= duration) {
+        wake = now + kModemPollNs;
+    }
     for (const ActiveSensor &active : mActive) {
         if (!active.enabled) {
             continue;

@@ -102,6 +102,7 @@ private:
     void DropCommandsLocked();
     std::map<int32_t, SensorValues> CurrentValuesLocked(int64_t now) const;
     void ProduceLocked(int64_t now, std::vector<Delivery> &out);
+    void ProduceModemLocked(int64_t now, std::vector<Delivery> &out);
     int64_t NextWakeLocked() const;
     bool OnServiceThread() const;
     void WaitIdleLocked(std::unique_lock<std::mutex> &lock);
@@ -129,6 +130,8 @@ private:
 
     std::unique_ptr<SensorScenario> mScenario;
     int64_t mScenarioStartNs = 0;
+    // The modem values last reported (see vyr_sensor_sim.h).
+    SensorValues mModemLast = RestValues(kTypeModem);
 
     std::map<int32_t, int32_t> mEnableCounts;
     std::map<int32_t, int32_t> mDisableCounts;

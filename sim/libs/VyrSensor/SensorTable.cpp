@@ -52,6 +52,9 @@ bool IsOnChange(const SensorInfo &info) {
 }
 
 bool IsKnownType(int32_t type) {
+    if (type == kTypeModem) {
+        return true;
+    }
     for (const SensorInfo &info : kSensors) {
         if (info.type == type) {
             return true;

@@ -20,6 +20,11 @@ inline constexpr int32_t kTypeProximity = 8;
 inline constexpr int32_t kTypeHingeAngle = 36;
 inline constexpr int32_t kTypeAccelerometer2 = 0x20001;
 inline constexpr int32_t kTypePosture = 65573;
+// The modem pseudo-sensor: not in the list (the phone's own code owns it);
+// it reports whenever the scenario's cell record changes, enabled or not.
+// Values: data[0] radio access technology, data[1] cell id, data[2]
+// high-speed flag; delivered as 64-bit words 0, 2 and 4 of the event.
+inline constexpr int32_t kTypeModem = 0x1000000;
 
 struct SensorInfo {
     int32_t handle;
@@ -43,7 +48,7 @@ size_t SensorTableSize();
 // True for a sensor that reports only when its value changes.
 bool IsOnChange(const SensorInfo &info);
 
-// True when some sensor of the list has the type.
+// True when some sensor of the list has the type, or it is the modem.
 bool IsKnownType(int32_t type);
 
 }  // namespace vyrsim

@@ -18,6 +18,12 @@
 //            user over 1 s, and held there.
 //   "rotate" upright in portrait, turned to landscape (gravity from +y to +x)
 //            over 0.5 s after 0.3 s, and held.
+//   "still"  held with a slight tremor, laid on a table from 0.3 s to 1.3 s,
+//            and left there perfectly still.
+//   "hand"   0.3 s on the table, then held while walking, endless.
+//   "train"  a ride on a table in a humming car (0.5 m/s^2 at 7 Hz) with the
+//            modem changing cell every 1.5 s: a metro leg to 12 s, a
+//            high-speed leg (hsFlag 1) to 24 s, then the train stands.
 // When a built-in scenario ends, its last values stay. VyrSimStopScenario
 // freezes the values where they are; "rest" brings the phone back to rest.
 //
@@ -40,6 +46,11 @@
 // far), hinge angle degrees (data[0]) with status (data[1], 0 normal) and
 // precision (data[14], smaller is better), posture (data[0]: 1 closed,
 // 2 half open, 3 open).
+//
+// The modem pseudo-sensor (type 0x1000000, not in the list, handle = type):
+// values rat, cell id, hsFlag (data[0..2] of a CSV row). It reports whenever
+// the scenario's modem values change, whether enabled or not, as 64-bit
+// words 0, 2 and 4 of the event; at rest: rat 3, cell 1001, hsFlag 0.
 //
 // Delivery. Events are stamped with CLOCK_BOOTTIME. An enable with a batch
 // latency of 0 delivers each event at its period; with a positive latency the
