@@ -91,6 +91,8 @@ std::string Camera(const vyr_msg_t &msg) {
         default:
             return std::string();
     }
+}
+
 // The client's numbers of the activities in the sandbox's default list
 // (property "odm.vyr.arlist" = "1,2,3,4,").
 std::string ActivityName(int32_t activity) {

@@ -576,6 +576,7 @@ Motion &VyrHal::GetMotion() {
 }
 Camera &VyrHal::GetCamera() {
     return Checked(mCamera, "mCamera is nullptr", "GetCamera", 801);
+}
 Activity &VyrHal::GetActivity() {
     return Checked(mActivity, "mActivity is nullptr", "GetActivity", 781);
 }
@@ -583,7 +584,7 @@ Posture &VyrHal::GetPosture() {
     return Checked(mPosture, "mPosture is nullptr", "GetPosture", 791);
 }
 VyrLog &VyrHal::GetVyrlog() {
-    return Checked(mVyrLog, "mVyrLog is nullptr", "GetVyrlog", 801);
+    return Checked(mVyrLog, "mVyrlog is nullptr", "GetVyrlog", 731);
 }
 Sysfs &VyrHal::GetSysfs() {
     return Checked(mSysfs, "mSysfs is nullptr", "GetSysfs", 811);
