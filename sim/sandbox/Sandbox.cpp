@@ -283,6 +283,16 @@ bool CreateSandbox(const std::string &root, const SandboxOptions &opts, std::str
         !WriteProperties(base.string(), opts, error)) {
         return false;
     }
+    // The touch firmware's descrambling data of the fingerprint-area block.
+    std::string descramble;
+    if (ReadWhole(std::string(VYR_SOURCE_DIR) + "/sim/product/fp_roi_descramble.conf",
+                  descramble)) {
+        fs::create_directories(base / "vendor/etc/vyr", ec);
+        if (!WriteReplacing((base / "vendor/etc/vyr/fp_roi_descramble.conf").string(), descramble,
+                            error)) {
+            return false;
+        }
+    }
     if (opts.installLibs && !InstallLibs(base / "vendor/lib64", error)) {
         return false;
     }

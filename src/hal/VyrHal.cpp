@@ -28,6 +28,7 @@
 #include "platform/WatchDog.h"
 #include "sensor/SensorHub.h"
 #include "sensor/VyrFmq.h"
+#include "touch/TouchScreen.h"
 
 #ifndef VYR_GIT_ID
 #define VYR_GIT_ID "unknown"
@@ -109,7 +110,9 @@ VyrHal::~VyrHal() {
     }
     UninitModules();
     // Modules go before the services they use (their threads may still
-    // trace, log and touch the frame while they stop); the watchdog first.
+    // trace, log and touch the frame while they stop); the watchdog first,
+    // but after the touch threads, which guard their work with it.
+    mTouchScreen.reset();
     mWatchdog.reset();
     mSensorHub.reset();
     mPosture.reset();
@@ -306,6 +309,13 @@ bool VyrHal::InitModules() {
             ok = false;
         }
     };
+
+    if (mSysfs->HasXmlConfig("thp")) {
+        mTouchScreen = std::make_shared<TouchScreen>(*this);
+        add(mTouchScreen);
+    } else {
+        mTouchScreen.reset();
+    }
 
     if (mSysfs->HasXmlConfig("motion")) {
         mMotion = std::make_shared<Motion>(*this);
@@ -550,6 +560,9 @@ Motion &VyrHal::GetMotion() {
 }
 Posture &VyrHal::GetPosture() {
     return Checked(mPosture, "mPosture is nullptr", "GetPosture", 791);
+}
+TouchScreen &VyrHal::GetTouchScreen() {
+    return Checked(mTouchScreen, "mTouchScreen is nullptr", "GetTouchScreen", 750);
 }
 Sysfs &VyrHal::GetSysfs() {
     return Checked(mSysfs, "mSysfs is nullptr", "GetSysfs", 811);

@@ -22,6 +22,7 @@ class Motion;
 class Posture;
 class ServerCmds;
 class SensorHub;
+class TouchScreen;
 class Sysfs;
 class VyrFmq;
 class VyrFrame;
@@ -80,6 +81,7 @@ public:
     SensorHub &GetSensorHub();
     Motion &GetMotion();
     Posture &GetPosture();
+    TouchScreen &GetTouchScreen();
     Sysfs &GetSysfs();
     Dmd &GetDmd();
     const vyr_notify_t &GetNotify();
@@ -142,6 +144,7 @@ private:
     std::unique_ptr<VyrFmq> mFmq;
     std::shared_ptr<WatchDog> mWatchdog;
     std::shared_ptr<SensorHub> mSensorHub;
+    std::shared_ptr<TouchScreen> mTouchScreen;
     std::shared_ptr<Motion> mMotion;
     std::shared_ptr<Posture> mPosture;
     LibSysTrace mTrace;
