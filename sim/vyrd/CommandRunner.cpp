@@ -11,6 +11,8 @@
 #include <iterator>
 #include <thread>
 
+#include "vyrd/TouchPanel.h"
+
 namespace vyrd {
 
 namespace {
@@ -233,6 +235,15 @@ bool CommandRunner::Run(const CommandLine &cmd) {
     if (cmd.name == "hub") {
         std::string reply = SetHubChannel(Strip(cmd.param));
         mOut.Reply("hub", mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
+        return true;
+    }
+    if (cmd.name == "touch" || cmd.name == "pen" || cmd.name == "fpblock") {
+        TouchPanel &panel = TouchPanel::Get();
+        std::string param = Strip(cmd.param);
+        std::string reply = cmd.name == "touch" ? panel.Touch(param)
+                            : cmd.name == "pen" ? panel.Pen(param)
+                                                : panel.FpBlock(param);
+        mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }
     if (cmd.name == "fmq") {

@@ -10,6 +10,9 @@
 //   scenario NAME|CSV  plays a scenario on the stand-in sensor service that
 //                      the library loaded (built-in name or recorded CSV)
 //   hub CHANNEL x,y,z  holds a channel of the stand-in sensor hub at a value
+//   touch down|move ID,X,Y / touch up ID   a finger on the touch panel
+//   pen HEX            a 25-byte report of the Bluetooth pen
+//   fpblock PEAK       a fingerprint-area block whose middle cell is PEAK
 #pragma once
 
 #include <cstdint>
