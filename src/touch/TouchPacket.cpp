@@ -38,7 +38,12 @@ int TouchScreen::ThpDataPost(uint8_t *data, int32_t size) {
     if (!CheckTpData(pkg)) {
         return size;
     }
-    const int32_t used = static_cast<int32_t>(pkg.size);
+    // A packet of no bytes would leave the caller where it stands: it takes
+    // the rest of the buffer instead.
+    const int32_t used = pkg.size == 0 ? size : static_cast<int32_t>(pkg.size);
+    if (pkg.size == 0) {
+        LOGE("pkg size 0, drop remain %d", size);
+    }
     // A packet that claims more than the buffer holds costs the rest.
     if (pkg.size > static_cast<uint32_t>(size)) {
         LOGE("data size error: %u < %d", pkg.size, size);

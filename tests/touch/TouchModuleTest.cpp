@@ -204,6 +204,12 @@ TEST_F(TouchModuleTest, BadPacketsCostTheRestOfTheBuffer) {
     memcpy(header.data(), &bare, 68);
     EXPECT_EQ(Post(header), 68);
     EXPECT_TRUE(WaitForLog("thp row: 9, col: 8"));
+    // A packet of size 0 (sections summing to 0) must not stall the caller.
+    TpPkgStruct empty{};
+    empty.head = tp::kHeadTpp;
+    std::vector<uint8_t> zero(100, 0);
+    memcpy(zero.data(), &empty, 68);
+    EXPECT_EQ(Post(zero), 100);
     // Sections pointing outside the packet are not read.
     TpPkgStruct wild = bare;
     wild.touchOffset = 0xFFFFFFF0u;
