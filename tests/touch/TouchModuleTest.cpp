@@ -240,7 +240,8 @@ TEST_F(TouchModuleTest, PenReportsReachThpClients) {
     ASSERT_FALSE(fd.empty());
     EXPECT_NE(fd, "failed");
     ASSERT_TRUE(WaitForLog("bluetooth pen connnect"));
-    EXPECT_TRUE(mHal->GetHalStatus().Get(HAL_STATUS_BTPEN));
+    // The flag follows the line.
+    EXPECT_TRUE(WaitUntil([&] { return mHal->GetHalStatus().Get(HAL_STATUS_BTPEN); }));
     uint8_t report[25];
     for (int i = 0; i < 25; ++i) {
         report[i] = static_cast<uint8_t>(i + 1);
@@ -264,7 +265,7 @@ TEST_F(TouchModuleTest, PenReportsReachThpClients) {
     close(mPen);
     mPen = -1;
     ASSERT_TRUE(WaitForLog("pen hid disconnect"));
-    EXPECT_FALSE(mHal->GetHalStatus().Get(HAL_STATUS_BTPEN));
+    EXPECT_TRUE(WaitUntil([&] { return !mHal->GetHalStatus().Get(HAL_STATUS_BTPEN); }));
 }
 
 // A node block with a peak of 640 in frame 1 (of 2).
