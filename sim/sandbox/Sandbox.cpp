@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -57,6 +58,24 @@ constexpr Node kNodes[] = {
     // Configuration of the face library (its own file; the stand-in only
     // needs it to exist).
     {"odm/etc/vyr/arm_config.json", "{\"model\": \"face3d-sim\"}\n"},
+};
+
+// The touch panel of the default product: input nodes and their names.
+struct InputNode {
+    const char *node;
+    const char *name;
+};
+constexpr InputNode kInputNodes[] = {
+    {"event1", "input_mt_wrapper"},
+    {"event2", "tolvi,ts_kit"},
+    {"event3", "tolvi,ts_pen"},
+};
+constexpr const char *kTouchFifos[] = {
+    "dev/input/event1",
+    "dev/input/event2",
+    "dev/input/event3",
+    "dev/hidraw0",
+    "sys/devices/platform/fingerprint/fp_auxiliary_data",
 };
 
 void SetError(std::string *error, const std::string &text) {
@@ -291,10 +310,49 @@ bool CreateSandbox(const std::string &root, const SandboxOptions &opts, std::str
         !WriteProperties(base.string(), opts, error)) {
         return false;
     }
+    if (opts.touchNodes) {
+        for (const InputNode &input : kInputNodes) {
+            fs::path dir = base / "sys/class/input" / input.node / "device";
+            fs::create_directories(dir, ec);
+            if (!WriteReplacing((dir / "name").string(), std::string(input.name) + "\n", error)) {
+                return false;
+            }
+        }
+        for (const char *fifo : kTouchFifos) {
+            fs::path path = base / fifo;
+            fs::create_directories(path.parent_path(), ec);
+            struct stat info {};
+            if (lstat(path.c_str(), &info) == 0 && S_ISFIFO(info.st_mode)) {
+                continue;
+            }
+            fs::remove(path, ec);
+            if (mkfifo(path.c_str(), 0644) != 0) {
+                SetError(error, "cannot make " + path.string() + ": " + strerror(errno));
+                return false;
+            }
+        }
+    }
+    // The touch firmware's descrambling data of the fingerprint-area block.
+    std::string descramble;
+    if (ReadWhole(std::string(VYR_SOURCE_DIR) + "/sim/product/fp_roi_descramble.conf",
+                  descramble)) {
+        fs::create_directories(base / "vendor/etc/vyr", ec);
+        if (!WriteReplacing((base / "vendor/etc/vyr/fp_roi_descramble.conf").string(), descramble,
+                            error)) {
+            return false;
+        }
+    }
     if (opts.installLibs && !InstallLibs(base / "vendor/lib64", error)) {
         return false;
     }
     return true;
+}
+
+const char *const *TouchNodeList(size_t *count) {
+    if (count != nullptr) {
+        *count = sizeof(kTouchFifos) / sizeof(kTouchFifos[0]);
+    }
+    return kTouchFifos;
 }
 
 }  // namespace vyrsim

@@ -3,6 +3,7 @@
 // scenarios make one with CreateSandbox.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 
@@ -18,7 +19,17 @@ struct SandboxOptions {
     std::string cmdline = "androidboot.swtype=normal";
     // Copy the stand-in closed libraries into vendor/lib64.
     bool installLibs = true;
+    // Make the touch panel's nodes of the default product as FIFOs (see
+    // TouchNodeList). Whoever starts the library on such a sandbox must open
+    // every one of them for writing first, or the library's open waits.
+    bool touchNodes = false;
 };
+
+// The FIFOs of a sandbox made with touchNodes, relative to its root: the
+// input nodes dev/input/event1 to event3 ("input_mt_wrapper",
+// "tolvi,ts_kit", "tolvi,ts_pen", named under sys/class/input/), the pen's
+// HID node dev/hidraw0 and the fingerprint auxiliary node.
+const char *const *TouchNodeList(size_t *count);
 
 // Lays out a device sandbox at root (made when missing). On an existing
 // sandbox:

@@ -13,6 +13,7 @@
 
 #include "vyrd/ReplayFiles.h"
 #include "vyrd/CameraSim.h"
+#include "vyrd/TouchPanel.h"
 
 namespace vyrd {
 
@@ -275,6 +276,15 @@ bool CommandRunner::Run(const CommandLine &cmd) {
     if (cmd.name == "light" || cmd.name == "ao") {
         const std::string param = Strip(cmd.param);
         const std::string reply = cmd.name == "light" ? SetLight(param) : PlayAoScenario(param);
+        mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
+        return true;
+    }
+    if (cmd.name == "touch" || cmd.name == "pen" || cmd.name == "fpblock") {
+        TouchPanel &panel = TouchPanel::Get();
+        std::string param = Strip(cmd.param);
+        std::string reply = cmd.name == "touch" ? panel.Touch(param)
+                            : cmd.name == "pen" ? panel.Pen(param)
+                                                : panel.FpBlock(param);
         mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }

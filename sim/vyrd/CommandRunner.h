@@ -16,6 +16,9 @@
 //   tof COUNT SCENE [MS]  plays TOF frames of a scene through vyr_fmq_data
 //   light LUX          the stand-in light sensor reads LUX
 //   ao SCENARIO        plays a scenario on the stand-in always-on service
+//   touch down|move ID,X,Y / touch up ID   a finger on the touch panel
+//   pen HEX            a 25-byte report of the Bluetooth pen
+//   fpblock PEAK       a fingerprint-area block whose middle cell is PEAK
 #pragma once
 
 #include <cstdint>

@@ -24,6 +24,7 @@
 #include "vyrd/CommandRunner.h"
 #include "vyrd/HalLibrary.h"
 #include "vyrd/Output.h"
+#include "vyrd/TouchPanel.h"
 #include "vyrd/TraceWriter.h"
 
 namespace fs = std::filesystem;
@@ -165,6 +166,7 @@ bool PrepareSandbox(Settings &s) {
             }
             opts.properties[prop.substr(0, eq)] = prop.substr(eq + 1);
         }
+        opts.touchNodes = true;
         std::string error;
         if (!vyrsim::CreateSandbox(s.root, opts, &error)) {
             fprintf(stderr, "vyrd: sandbox %s: %s\n", s.root.c_str(), error.c_str());
@@ -265,6 +267,9 @@ int main(int argc, char **argv) {
     at_quick_exit(OnExit);
     Out().Event({{"event", "loaded"}, {"lib", s.lib}, {"version", lib.Version()}});
 
+    if (!s.root.empty()) {
+        vyrd::TouchPanel::Get().Open(s.root);
+    }
     int32_t result = lib.Ops().vyr_init(vyr_notify_t{OnNotify}, &gSysDevice);
     Out().Event({{"event", "init"}, {"result", result}});
     if (result != 0) {

@@ -31,6 +31,7 @@
 #include "platform/WatchDog.h"
 #include "sensor/SensorHub.h"
 #include "sensor/VyrFmq.h"
+#include "touch/TouchScreen.h"
 
 #ifndef VYR_GIT_ID
 #define VYR_GIT_ID "unknown"
@@ -112,7 +113,10 @@ VyrHal::~VyrHal() {
     }
     UninitModules();
     // Modules go before the services they use (their threads may still
-    // trace, log and touch the frame while they stop); the watchdog first.
+    // trace, log and touch the frame while they stop); the watchdog first,
+    // but after the touch and camera threads, which guard their work with it.
+    mTouchScreen.reset();
+    mCamera.reset();
     mWatchdog.reset();
     mSensorHub.reset();
     mPosture.reset();
@@ -318,6 +322,13 @@ bool VyrHal::InitModules() {
         add(mActivity);
     } else {
         mActivity.reset();
+    }
+
+    if (mSysfs->HasXmlConfig("thp")) {
+        mTouchScreen = std::make_shared<TouchScreen>(*this);
+        add(mTouchScreen);
+    } else {
+        mTouchScreen.reset();
     }
 
     if (mSysfs->HasXmlConfig("motion")) {
@@ -585,6 +596,9 @@ Posture &VyrHal::GetPosture() {
 }
 VyrLog &VyrHal::GetVyrlog() {
     return Checked(mVyrLog, "mVyrlog is nullptr", "GetVyrlog", 731);
+}
+TouchScreen &VyrHal::GetTouchScreen() {
+    return Checked(mTouchScreen, "mTouchScreen is nullptr", "GetTouchScreen", 750);
 }
 Sysfs &VyrHal::GetSysfs() {
     return Checked(mSysfs, "mSysfs is nullptr", "GetSysfs", 811);

@@ -24,6 +24,7 @@ class Motion;
 class Posture;
 class ServerCmds;
 class SensorHub;
+class TouchScreen;
 class Sysfs;
 class VyrFmq;
 class VyrFrame;
@@ -86,6 +87,7 @@ public:
     Activity &GetActivity();
     Posture &GetPosture();
     VyrLog &GetVyrlog();
+    TouchScreen &GetTouchScreen();
     Sysfs &GetSysfs();
     Dmd &GetDmd();
     const vyr_notify_t &GetNotify();
@@ -151,6 +153,7 @@ private:
     std::unique_ptr<VyrFmq> mFmq;
     std::shared_ptr<WatchDog> mWatchdog;
     std::shared_ptr<SensorHub> mSensorHub;
+    std::shared_ptr<TouchScreen> mTouchScreen;
     std::shared_ptr<Motion> mMotion;
     std::shared_ptr<Activity> mActivity;
     std::shared_ptr<Posture> mPosture;

@@ -14,6 +14,7 @@
 #include "platform/Sysfs.h"
 #include "platform/Utils.h"
 #include "sensor/SensorHub.h"
+#include "touch/TouchScreen.h"
 
 namespace {
 
@@ -337,10 +338,10 @@ void Motion::ConnectTouch(bool enable) {
     if (!mHal.GetSysfs().HasXmlConfig("thp")) {
         return;
     }
-    // The touch screen connections (touch types 1 to 5) belong to the touch
-    // module, which this build does not carry: touches reach back tap only as
-    // events of the touch sensor.
-    LOGD("touch connections %s: no touch module", enable ? "enable" : "disable");
+    // Touch types 1 to 5: the input nodes whose touches back tap weighs.
+    for (int index = 1; index <= 5; ++index) {
+        mHal.GetTouchScreen().ResetPoll(mName, index, enable);
+    }
 }
 
 void Motion::ReleaseLibraries() {

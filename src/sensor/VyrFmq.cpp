@@ -6,6 +6,7 @@
 
 #include "activity/Activity.h"
 #include "camera/Camera.h"
+#include "touch/TouchScreen.h"
 #include "hal/ServerCmds.h"
 #include "hal/VyrHal.h"
 #include "log/EventDft.h"
@@ -408,19 +409,19 @@ bool VyrFmq::InitVyrdMotionList() {
         });
 }
 
-// The owners of these messages are wired here; until they are, the message
-// is only noted.
+// Hand-overs to the modules that own these messages.
 int32_t VyrFmq::HandToTouch(uint8_t *data, int32_t remain) {
-    (void)data;
-    LOGD("thp packet of %d bytes: no reader", remain);
-    return remain;
+    LOGD("thp packet of %d bytes", remain);
+    return mHal.GetTouchScreen().ThpDataPost(data, remain);
 }
 
 void VyrFmq::HandToCamera(int32_t kind, std::vector<uint8_t> bytes) {
+    LOGD("camera event %d of %zu bytes", kind, bytes.size());
     mHal.GetCamera().PostEvent(kind, std::move(bytes));
 }
 
 void VyrFmq::HandToActivityEngine(const uint8_t *text, int32_t length) {
+    LOGD("ar engine data of %d bytes", length);
     mHal.GetActivity().ProcessArEngineData(reinterpret_cast<const char *>(text),
                                            static_cast<uint32_t>(length));
 }

@@ -308,6 +308,29 @@ TEST(VyrdTest, UnloadableLibraryFails) {
     EXPECT_TRUE(std::filesystem::exists(tmp.Path() + "/phone/properties"));
 }
 
+TEST(VyrdTest, TouchesThePanelThroughTheSandboxNodes) {
+    TempDir tmp;
+    const std::string root = tmp.Path() + "/phone";
+    VyrdRun run =
+        RunVyrd(tmp, With(Common(root), {"-c", "backtap on", "-c", "touch down 0,540,1200", "-c",
+                                         "sleep 300", "-c", "touch up 0", "-c", "sleep 300", "-c",
+                                         "touch sideways", "-c", "pen 0102"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    std::vector<std::string> replies;
+    for (const json &object : run.objects) {
+        if (object.contains("command") && object.contains("reply") &&
+            (object["command"] == "touch" || object["command"] == "pen")) {
+            replies.push_back(object["reply"].get<std::string>());
+        }
+    }
+    EXPECT_EQ(replies, (std::vector<std::string>{"fingers: 1", "fingers: 0",
+                                                 "usage: touch down|move ID,X,Y or touch up ID",
+                                                 "usage: pen HEX (25 bytes)"}));
+    const std::string log = ReadText(root + "/logcat.txt");
+    EXPECT_NE(log.find("finger id: 0 down"), std::string::npos);
+    EXPECT_NE(log.find("finger id: 0 up"), std::string::npos);
+}
+
 }  // namespace
 
 // The algorithm developer's loop: the demo recorded with file logging on,
