@@ -361,9 +361,14 @@ TEST(VyrdReplayTest, ReplayOfTheRecordedDemoGivesItsResults) {
         return out;
     };
     auto live = results(recorded);
-    // Posture, flip, rotation, flip again, and four postures.
-    ASSERT_GE(live.size(), 8u);
-    EXPECT_EQ(results(replayed), live);
+    auto again = results(replayed);
+    // Posture, flip, rotation, flip again, and four postures. The demo's
+    // camera and activity parts come after them and have no sensor files to
+    // replay.
+    ASSERT_GE(again.size(), 8u);
+    ASSERT_GE(live.size(), again.size());
+    live.resize(again.size());
+    EXPECT_EQ(again, live);
     const std::string laid = ReplyText(replayed, "replayfiles");
     EXPECT_NE(laid.find("acc1.csv: "), std::string::npos) << laid;
     EXPECT_NE(laid.find("fold.csv: "), std::string::npos) << laid;
