@@ -11,8 +11,8 @@
 #include <iterator>
 #include <thread>
 
-#include "vyrd/ReplayFiles.h"
 #include "vyrd/CameraSim.h"
+#include "vyrd/ReplayFiles.h"
 #include "vyrd/TouchPanel.h"
 
 namespace vyrd {

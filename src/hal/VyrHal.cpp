@@ -13,8 +13,8 @@
 #include <fstream>
 #include <thread>
 
-#include "camera/Camera.h"
 #include "activity/Activity.h"
+#include "camera/Camera.h"
 #include "file/DirOperator.h"
 #include "hal/ModuleBase.h"
 #include "hal/ServerCmds.h"

@@ -6,7 +6,6 @@
 
 #include "activity/Activity.h"
 #include "camera/Camera.h"
-#include "touch/TouchScreen.h"
 #include "hal/ServerCmds.h"
 #include "hal/VyrHal.h"
 #include "log/EventDft.h"
@@ -18,6 +17,7 @@
 #include "sensor/ActivityRefillData.h"
 #include "sensor/FmqMessages.h"
 #include "sensor/MotionRefillData.h"
+#include "touch/TouchScreen.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // A started HAL in the test's own process, for the camera roads: a fresh
 // device sandbox with the stand-in libraries, VyrHal started as vyr_init
 // does, commands through VyrRunCommand, and the result messages recorded.
-// TOF frames are handed to the Camera queue exactly as the queue reader
-// hands them on (PostEvent, kind 0, the whole message). The stand-ins are
+// TOF frames come in as the daemon gives them: queue messages through the
+// HAL's queue entry, which hands them to the Camera queue. The stand-ins are
 // reached through the files the library under test loaded.
 //
 // The HAL lives to the end of the process (ctest runs each test in its own).
@@ -74,7 +74,8 @@ protected:
     }
     static face3d_sim_scene_t Nobody() { return face3d_sim_scene_t{0, 0, 0, 0, 0}; }
     void PostFrame(uint64_t number, const face3d_sim_scene_t &scene, uint32_t exposure = 100) {
-        Cam().PostEvent(EVENT_CAMERA_FRAME, Frame(number, exposure, scene));
+        std::vector<uint8_t> message = Frame(number, exposure, scene);
+        mHal->VyrFmqData(message.data(), static_cast<int32_t>(message.size()));
     }
 
     // A stand-in as the library under test loaded it; null when it is not

@@ -145,6 +145,16 @@ protected:
     int mPen = -1;
 };
 
+TEST_F(TouchModuleTest, PacketsFromTheQueueReachThePacketThread) {
+    // Two packets end to end in one queue buffer, as the daemon hands them.
+    std::vector<uint8_t> two = ThpPacket();
+    std::vector<uint8_t> second = ThpPacket(false);
+    two.insert(two.end(), second.begin(), second.end());
+    mHal->VyrFmqData(two.data(), static_cast<int32_t>(two.size()));
+    ASSERT_TRUE(WaitUntil([&] { return CountOf(Logcat(), "thp row: 3, col: 4") == 2; }));
+    EXPECT_EQ(CountOf(Logcat(), "error fmq msg head"), 0u);
+}
+
 TEST_F(TouchModuleTest, PacketsAreTakenOneByOneAndDecoded) {
     std::vector<uint8_t> two = ThpPacket();
     std::vector<uint8_t> second = ThpPacket(false);
