@@ -332,53 +332,44 @@ std::string VyrLog::GetLogFileName(uint32_t frameType) {
 
 std::string VyrLog::LogtofileOn() {
     LOGI("+");
-    std::string reply = "start manually log success.\n";
-    if (FindSocket(LOG_SOCKET_TO_FILE) == nullptr) {
-        std::unique_ptr<LogToFile> socket(new (std::nothrow) LogToFile(mHal, LOG_SOCKET_TO_FILE));
-        if (socket == nullptr) {
-            LOGE("alloc socket memory error");
-            return reply;
-        }
-        socket->ClearStartCount();
-        socket->StartLog();
-        reply = socket->GetName();
-        std::lock_guard<std::mutex> frames(frameMutex);
-        {
-            std::lock_guard<std::mutex> lock(socketMutex);
-            pendingSockets.push_back(std::move(socket));
-        }
-        frameCond.notify_all();
-    } else {
-        reply += "already started before, no need to do it again.\n";
-    }
+    std::string reply = StartSocket<LogToFile>(LOG_SOCKET_TO_FILE, "start manually log success.\n",
+                                               [](LogToFile &socket) { socket.StartLog(); });
     LOGI("-");
     return reply;
 }
 
 std::string VyrLog::ImageCollectOn() {
     LOGI("+");
-    std::string reply = "start collect image success.\n";
-    if (FindSocket(LOG_SOCKET_IMAGE) == nullptr) {
-        std::unique_ptr<ImageCollect> socket(new (std::nothrow)
-                                                 ImageCollect(mHal, LOG_SOCKET_IMAGE));
-        if (socket == nullptr) {
-            LOGE("alloc socket memory error");
-            return reply;
-        }
-        socket->ClearStartCount();
-        socket->Init();
-        reply = socket->GetName();
-        std::lock_guard<std::mutex> frames(frameMutex);
-        {
-            std::lock_guard<std::mutex> lock(socketMutex);
-            pendingSockets.push_back(std::move(socket));
-        }
-        frameCond.notify_all();
-    } else {
-        reply += "already started before, no need to do it again.\n";
-    }
+    std::string reply =
+        StartSocket<ImageCollect>(LOG_SOCKET_IMAGE, "start collect image success.\n",
+                                  [](ImageCollect &socket) { socket.Init(); });
     LOGI("-");
     return reply;
+}
+
+// Makes a socket of the type unless one runs and hands it to the log thread,
+// which takes it up before its next frame. The reply is the socket's name,
+// or the given text (with a note when the socket runs already).
+template <typename Socket, typename Start>
+std::string VyrLog::StartSocket(int32_t type, const std::string &reply, Start start) {
+    if (FindSocket(type) != nullptr) {
+        return reply + "already started before, no need to do it again.\n";
+    }
+    std::unique_ptr<Socket> socket(new (std::nothrow) Socket(mHal, type));
+    if (socket == nullptr) {
+        LOGE("alloc socket memory error");
+        return reply;
+    }
+    socket->ClearStartCount();
+    start(*socket);
+    std::string name = socket->GetName();
+    std::lock_guard<std::mutex> frames(frameMutex);
+    {
+        std::lock_guard<std::mutex> lock(socketMutex);
+        pendingSockets.push_back(std::move(socket));
+    }
+    frameCond.notify_all();
+    return name;
 }
 
 std::string VyrLog::LogtofileOff() {

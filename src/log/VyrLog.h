@@ -61,6 +61,8 @@ private:
     void HandleFrame(VyrFrame *frame);
     void LogFrameStatistics(VyrFrame &frame);
     LogSocketBase *FindSocket(int32_t type);
+    template <typename Socket, typename Start>
+    std::string StartSocket(int32_t type, const std::string &reply, Start start);
     void StopThread();
 
     bool InitVyrdListLog();

@@ -362,19 +362,8 @@ bool VyrFmq::InitVyrdArList() {
             if (dft == nullptr) {
                 return;
             }
-            const std::string bootsecond = "bootsecond=" + Dft::BootSecondText() + "\n";
-            LOGI("bootsecond: %s", bootsecond.c_str());
-            const std::string fromboot = "frombootsecond=" + Dft::FirstBootSecondText() + "\n";
-            LOGI("fromBootStr: %s", fromboot.c_str());
-            const std::string keyContent = fromboot + bootsecond + "ARList=" + param + "\n";
-            LOGI("keyContent: %s", keyContent.c_str());
-            dft->StoreKeyContent(keyContent);
             static int calFuncCount = 0;
-            LOGI("calFuncCount: %d", calFuncCount);
-            if (calFuncCount != 0) {
-                dft->StoreString(fromboot + bootsecond);
-            }
-            ++calFuncCount;
+            StoreList(*dft, "ARList=", param, calFuncCount);
             LOGI("mActivityDft_addr: %p", static_cast<void *>(dft));
             if (mHasActivity) {
                 LOGI("UpdateArList +");
@@ -392,21 +381,28 @@ bool VyrFmq::InitVyrdMotionList() {
             if (dft == nullptr) {
                 return;
             }
-            const std::string bootsecond = "bootsecond=" + Dft::BootSecondText() + "\n";
-            LOGI("bootsecond: %s", bootsecond.c_str());
-            const std::string fromboot = "frombootsecond=" + Dft::FirstBootSecondText() + "\n";
-            LOGI("fromBootStr: %s", fromboot.c_str());
-            const std::string keyContent = fromboot + bootsecond + "MotionList=" + param + "\n";
-            LOGI("keyContent: %s", keyContent.c_str());
-            dft->StoreKeyContent(keyContent);
             static int calFuncCount = 0;
-            LOGI("calFuncCount: %d", calFuncCount);
-            if (calFuncCount != 0) {
-                dft->StoreString(fromboot + bootsecond);
-            }
-            ++calFuncCount;
+            StoreList(*dft, "MotionList=", param, calFuncCount);
             LOGI("mMotionDft_addr: %p", static_cast<void *>(dft));
         });
+}
+
+// The boot times and the list become the file's key content; from the
+// second call of a command on, the time lines are also stored as a record.
+void VyrFmq::StoreList(FileDft &dft, const char *listKey, const std::string &param,
+                       int &calFuncCount) {
+    const std::string bootsecond = "bootsecond=" + Dft::BootSecondText() + "\n";
+    LOGI("bootsecond: %s", bootsecond.c_str());
+    const std::string fromboot = "frombootsecond=" + Dft::FirstBootSecondText() + "\n";
+    LOGI("fromBootStr: %s", fromboot.c_str());
+    const std::string keyContent = fromboot + bootsecond + listKey + param + "\n";
+    LOGI("keyContent: %s", keyContent.c_str());
+    dft.StoreKeyContent(keyContent);
+    LOGI("calFuncCount: %d", calFuncCount);
+    if (calFuncCount != 0) {
+        dft.StoreString(fromboot + bootsecond);
+    }
+    ++calFuncCount;
 }
 
 // Hand-overs to the modules that own these messages.

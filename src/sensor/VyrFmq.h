@@ -17,6 +17,7 @@
 class ActivityDft;
 class ActivityRefillData;
 class EventDft;
+class FileDft;
 class LogSink;
 class MotionDft;
 class MotionRefillData;
@@ -56,6 +57,7 @@ public:
 private:
     bool InitVyrdArList();
     bool InitVyrdMotionList();
+    void StoreList(FileDft &dft, const char *listKey, const std::string &param, int &calFuncCount);
     // Reads the 32-bit length at `offset`; false (with the size error) when
     // the header of `header` bytes, then header + length, do not fit in
     // `remain`. `strict`: the header alone must leave bytes behind it.
