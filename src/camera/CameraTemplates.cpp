@@ -14,6 +14,8 @@
 #include "file/FileReader.h"
 #include "hal/VyrHal.h"
 #include "log/LogSink.h"
+#include "log/VyrFrame.h"
+#include "platform/Utils.h"
 
 namespace {
 
@@ -23,6 +25,9 @@ constexpr const char *kEmulateFiles[facepkg::kUsers] = {
     "/data/vendor/log/vyrlog/emulate/faceid_user2_tof.yuv",
     "/data/vendor/log/vyrlog/emulate/faceid_user3_tof.yuv",
 };
+constexpr const char *kTofImageDir = "/data/vendor/log/vyrlog/TofImage/";
+// The face crop of the library: 112 by 112 bytes.
+constexpr size_t kCropSide = 112;
 constexpr uint32_t kTofWidth = 640;
 constexpr uint32_t kTofHeight = 480;
 // The two rotation fields of the conversion records, as the always-on side
@@ -231,7 +236,41 @@ void Camera::FaceIdTemplateEmulate() {
     }
 }
 
-void Camera::SaveCameraRawData(uint64_t /*frame*/, uint32_t /*function*/, const void * /*data*/,
-                               size_t /*size*/) {}
+void Camera::SaveCameraRawData(uint64_t frame, uint32_t function, const void *data, size_t size) {
+    if (!IsBetaUser() || data == nullptr) {
+        return;
+    }
+    const auto *bytes = static_cast<const uint8_t *>(data);
+    std::vector<uint8_t> copy(bytes, bytes + size);
+    const std::string directory =
+        std::string(kTofImageDir) + TypeName(static_cast<int>(function)) + "/";
+    const std::string name =
+        "tof_rawdata-" + FormatTime(VyrHal::RealTimeMs(), 0) + "-" + std::to_string(frame) + ".raw";
+    // The log writer saves the file later.
+    mFrame.LockData(true);
+    mFrame.GetData().AddImage(directory, name, copy);
+    mFrame.LockData(false);
+}
 
-void Camera::BetaSaveFaceIdRawData(std::string /*name*/, bool /*encrypted*/) {}
+void Camera::BetaSaveFaceIdRawData(std::string name, bool encrypted) {
+    if (!IsBetaUser() || !mFace3dLoaded) {
+        return;
+    }
+    std::vector<uint8_t> pixels(kCropSide * kCropSide, 0);
+    face3d_image_t image{};
+    image.data = pixels.data();
+    image.size = pixels.size();
+    image.width = static_cast<int32_t>(kCropSide);
+    image.height = static_cast<int32_t>(kCropSide);
+    const int32_t ret = mFace3d->face3d_algo_get_face_image(&image, encrypted ? 1 : 0);
+    if (ret != 0) {
+        LOGE("face3d_algo_get_face_image fail, return value is %d", ret);
+        return;
+    }
+    const std::string fileName = std::string(encrypted ? "ENCRYP_" : "") + "FACE3D_" +
+                                 FormatTime(VyrHal::RealTimeMs(), 0) + "_112_112_IR_" + name +
+                                 ".raw";
+    mFrame.LockData(true);
+    mFrame.GetData().AddImage(std::string(kTofImageDir) + "CAMERA_FACE_ID/", fileName, pixels);
+    mFrame.LockData(false);
+}

@@ -15,6 +15,7 @@
 
 #include "camera/CameraFixture.h"
 #include "camera/FacePackage.h"
+#include "log/VyrFrame.h"
 #include "platform/LibOpenssl.h"
 
 using vyrtest::CameraFixture;
@@ -285,6 +286,34 @@ TEST_F(FaceTemplateTest, DeletedUserIsNoLongerRecognised) {
     for (const std::vector<int32_t> &result : Results(CAMERA_FACE_ID)) {
         EXPECT_NE(result, (std::vector<int32_t>{1, 2, 1, 0, 0}));
     }
+}
+
+// Beta devices hand raw frames and face crops to the log writer, in the
+// frame; a normal device never does.
+TEST_F(FaceTemplateTest, RawImagesOnlyOnBetaDevices) {
+    mBetaUser = true;
+    Start();
+    const std::vector<uint8_t> pixels(64, 0x3c);
+    Cam().SaveCameraRawData(42, CAMERA_EYE_GAZE, pixels.data(), pixels.size());
+    VyrFrame &frame = mHal->GetCurFrame();
+    frame.LockData(true);
+    const std::vector<VyrFrameImage> images = frame.GetData().GetImages();
+    frame.LockData(false);
+    ASSERT_EQ(images.size(), 1u);
+    EXPECT_EQ(images[0].directory, "/data/vendor/log/vyrlog/TofImage/CAMERA_EYE_GAZE/");
+    EXPECT_EQ(images[0].fileName.rfind("tof_rawdata-", 0), 0u);
+    EXPECT_NE(images[0].fileName.find("-42.raw"), std::string::npos);
+    EXPECT_EQ(images[0].bytes, pixels);
+}
+
+TEST_F(FaceTemplateTest, NoRawImagesOnANormalDevice) {
+    Start();
+    const std::vector<uint8_t> pixels(64, 0x3c);
+    Cam().SaveCameraRawData(42, CAMERA_EYE_GAZE, pixels.data(), pixels.size());
+    VyrFrame &frame = mHal->GetCurFrame();
+    frame.LockData(true);
+    EXPECT_TRUE(frame.GetData().GetImages().empty());
+    frame.LockData(false);
 }
 
 }  // namespace
