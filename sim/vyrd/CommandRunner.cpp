@@ -11,8 +11,8 @@
 #include <iterator>
 #include <thread>
 
-#include "vyrd/ReplayFiles.h"
 #include "vyrd/CameraSim.h"
+#include "vyrd/ReplayFiles.h"
 
 namespace vyrd {
 
@@ -275,6 +275,13 @@ bool CommandRunner::Run(const CommandLine &cmd) {
     if (cmd.name == "light" || cmd.name == "ao") {
         const std::string param = Strip(cmd.param);
         const std::string reply = cmd.name == "light" ? SetLight(param) : PlayAoScenario(param);
+        mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
+        return true;
+    }
+    if (cmd.name == "faceenroll") {
+        const std::string reply =
+            EnrolFace(Strip(cmd.param),
+                      [this](const std::vector<uint8_t> &bytes) { RunFmq("faceenroll", bytes); });
         mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }
