@@ -184,7 +184,7 @@ private:
     bool InitVyrdCameraOn();
     bool InitVyrdCameraOff();
     bool InitVyrdAoServiceOn();
-    bool InitVyrdAoServiceOff();
+    bool InitVyrdAoServicOff();
     bool InitVyrdFaceIdMap();
     bool InitVyrdFaceIdTemplate();
     bool InitVyrdFaceIdSupport();

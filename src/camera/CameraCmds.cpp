@@ -51,7 +51,7 @@ bool Camera::InitVyrd() {
     mEnvFrames = kMaxEnvFrames;
     // The order of the module's command table.
     return InitVyrdSetEnv() && InitVyrdCameraOn() && InitVyrdCameraOff() && InitVyrdAoServiceOn() &&
-           InitVyrdAoServiceOff() && InitVyrdFaceIdMap() && InitVyrdFaceIdTemplate() &&
+           InitVyrdAoServicOff() && InitVyrdFaceIdMap() && InitVyrdFaceIdTemplate() &&
            InitVyrdFaceIdSupport() && InitVyrdFaceIdInit() && InitVyrdFaceIdEmulate() &&
            InitVyrdRotationEmulate() && InitVyrdTofSupport() && InitVyrdFaceIdUpdate() &&
            InitVyrdNovenCmd() && InitVyrdImageSwitch() && InitVyrdGetFileList() &&
@@ -142,7 +142,7 @@ bool Camera::InitVyrdAoServiceOn() {
     });
 }
 
-bool Camera::InitVyrdAoServiceOff() {
+bool Camera::InitVyrdAoServicOff() {
     return AddCmd("aoservice-off", [this](const std::string /*client*/, const std::string param,
                                           std::vector<uint8_t> &out) {
         const std::vector<std::string> fields = Split(param, ",");

@@ -166,6 +166,8 @@ void Camera::ProcessFaceUnInit() {
         VyrNovenClientEnable(false, kServiceFaceId);
     }
     mLibOpenssl.reset();
+    // The enrolment key is good for one enrolment only.
+    memset_s(&mCryptInfo, sizeof(mCryptInfo), 0, sizeof(mCryptInfo));
 }
 
 void Camera::ProcessFaceDelete(std::vector<uint8_t> &data) {
