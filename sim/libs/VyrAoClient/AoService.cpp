@@ -433,7 +433,7 @@ VYR_EXPORT void VyrAoSimReset(void) {
 VYR_EXPORT int32_t VyrAoSimFaceIdKey(uint8_t *out, uint32_t size) {
     Service &service = TheService();
     std::lock_guard<std::mutex> lock(service.mMutex);
-    if (out != nullptr && size >= service.mFaceIdKey.size()) {
+    if (out != nullptr && !service.mFaceIdKey.empty() && size >= service.mFaceIdKey.size()) {
         std::memcpy(out, service.mFaceIdKey.data(), service.mFaceIdKey.size());
     }
     return service.mFaceIdKeys;
