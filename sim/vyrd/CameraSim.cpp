@@ -4,12 +4,17 @@
 #include <stdlib.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <cstring>
+#include <thread>
 
+#include "camera/FacePackage.h"
 #include "camera/TofFrame.h"
 #include "libs/VyrAoClient/vyr_ao_client_sim.h"
 #include "libs/VyrSensor/vyr_sensor_sim.h"
 #include "libs/face3d_sdk/face3d_sim.h"
+#include "platform/api/ciphrel_api.h"
 
 namespace vyrd {
 
@@ -145,6 +150,122 @@ std::string PlayAoScenario(const std::string &param) {
     }
     dlclose(handle);
     return reply;
+}
+
+namespace {
+
+void PutWord(std::vector<uint8_t> &out, size_t offset, uint32_t value) {
+    memcpy(out.data() + offset, &value, sizeof(value));
+}
+
+std::vector<uint8_t> FaceHeader(uint32_t code, uint32_t user) {
+    std::vector<uint8_t> out(facepkg::kHeaderBytes, 0);
+    PutWord(out, facepkg::kCode, code);
+    PutWord(out, facepkg::kUser, user);
+    return out;
+}
+
+// AES-256-GCM through the simulated cipher library: the cipher text and
+// the tag. False when the library or a call fails.
+bool Encipher(const uint8_t *key, const uint8_t *iv, const std::vector<uint8_t> &plain,
+              std::vector<uint8_t> &cipher, uint8_t *tag) {
+    const char *root = getenv("VYR_ROOT");
+    const std::string path =
+        std::string(root != nullptr ? root : "") + "/vendor/lib64/libciphrel_sdk.so";
+    void *handle = dlopen(path.c_str(), RTLD_NOW);
+    if (handle == nullptr) {
+        return false;
+    }
+    auto newCtx = reinterpret_cast<EVP_CIPHER_CTX_new_t>(dlsym(handle, "EVP_CIPHER_CTX_new"));
+    auto init = reinterpret_cast<EVP_EncryptInit_ex_t>(dlsym(handle, "EVP_EncryptInit_ex"));
+    auto update = reinterpret_cast<EVP_EncryptUpdate_t>(dlsym(handle, "EVP_EncryptUpdate"));
+    auto finish = reinterpret_cast<EVP_EncryptFinal_ex_t>(dlsym(handle, "EVP_EncryptFinal_ex"));
+    auto ctrl = reinterpret_cast<EVP_CIPHER_CTX_ctrl_t>(dlsym(handle, "EVP_CIPHER_CTX_ctrl"));
+    auto gcm = reinterpret_cast<EVP_aes_256_gcm_t>(dlsym(handle, "EVP_aes_256_gcm"));
+    auto freeCtx = reinterpret_cast<EVP_CIPHER_CTX_free_t>(dlsym(handle, "EVP_CIPHER_CTX_free"));
+    bool ok = newCtx != nullptr && init != nullptr && update != nullptr && finish != nullptr &&
+              ctrl != nullptr && gcm != nullptr && freeCtx != nullptr;
+    EVP_CIPHER_CTX *ctx = ok ? newCtx() : nullptr;
+    ok = ctx != nullptr;
+    cipher.assign(plain.size() + 16, 0);
+    int length = 0;
+    int tail = 0;
+    ok = ok && init(ctx, gcm(), nullptr, nullptr, nullptr) == 1 &&
+         ctrl(ctx, CIPHREL_CTRL_GCM_SET_IVLEN, static_cast<int>(facepkg::kIvBytes), nullptr) == 1 &&
+         init(ctx, nullptr, nullptr, key, iv) == 1 &&
+         update(ctx, cipher.data(), &length, plain.data(), static_cast<int>(plain.size())) == 1 &&
+         finish(ctx, cipher.data() + length, &tail) == 1 &&
+         ctrl(ctx, CIPHREL_CTRL_GCM_GET_TAG, static_cast<int>(facepkg::kTagBytes), tag) == 1;
+    if (ctx != nullptr) {
+        freeCtx(ctx);
+    }
+    cipher.resize(static_cast<size_t>(length + tail));
+    dlclose(handle);
+    return ok;
+}
+
+}  // namespace
+
+std::string EnrolFace(const std::string &param,
+                      const std::function<void(const std::vector<uint8_t> &)> &send) {
+    const std::string usage = "usage: faceenroll USER SCENE";
+    const size_t space = param.find(' ');
+    face3d_sim_scene_t scene{};
+    if (space == std::string::npos || !SceneOf(param.substr(space + 1), scene)) {
+        return usage;
+    }
+    const int user = atoi(param.substr(0, space).c_str());
+    if (user < 2 || user > 3) {
+        return "faceenroll: TOF templates are users 2 and 3";
+    }
+    void *ao = LoadedLib("libVyrAoClient.so");
+    if (ao == nullptr) {
+        return "faceenroll: the always-on service is not loaded yet (switch a camera function on "
+               "first)";
+    }
+    auto keyOf = reinterpret_cast<VyrAoSimFaceIdKey_t>(dlsym(ao, "VyrAoSimFaceIdKey"));
+    if (keyOf == nullptr) {
+        dlclose(ao);
+        return "faceenroll: failed";
+    }
+    const int32_t before = keyOf(nullptr, 0);
+    send(FaceHeader(facepkg::kCodeInit, static_cast<uint32_t>(user)));
+    uint8_t key[facepkg::kKeyBytes] = {};
+    bool got = false;
+    for (int i = 0; i < 300 && !got; ++i) {
+        got = keyOf(key, sizeof(key)) > before;
+        if (!got) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+    dlclose(ao);
+    if (!got) {
+        return "faceenroll: no key reached the always-on service";
+    }
+    std::vector<uint8_t> image(TofFrameHeader::kImageBytes, 0);
+    Face3dSimDraw(image.data(), TofFrameHeader::kImageBytes, &scene);
+    uint8_t iv[facepkg::kIvBytes] = {};
+    for (size_t i = 0; i < sizeof(iv); ++i) {
+        iv[i] = static_cast<uint8_t>(0xa0 + i);
+    }
+    std::vector<uint8_t> cipher;
+    uint8_t tag[facepkg::kTagBytes] = {};
+    if (!Encipher(key, iv, image, cipher, tag)) {
+        return "faceenroll: the cipher library failed";
+    }
+    std::vector<uint8_t> package = FaceHeader(facepkg::kCodeTemplate, static_cast<uint32_t>(user));
+    package.resize(facepkg::kImage, 0);
+    PutWord(package, facepkg::kSize,
+            static_cast<uint32_t>(facepkg::kImage - facepkg::kHeaderBytes + cipher.size()));
+    memcpy(package.data() + facepkg::kIv, iv, sizeof(iv));
+    memcpy(package.data() + facepkg::kTag, tag, sizeof(tag));
+    PutWord(package, facepkg::kWidth, TofFrameHeader::kWidth);
+    PutWord(package, facepkg::kHeight, TofFrameHeader::kHeight);
+    PutWord(package, facepkg::kImageSize, static_cast<uint32_t>(cipher.size()));
+    package.insert(package.end(), cipher.begin(), cipher.end());
+    send(package);
+    return "faceenroll: user " + std::to_string(user) + " sent, " + std::to_string(cipher.size()) +
+           " bytes enciphered with the always-on key";
 }
 
 }  // namespace vyrd

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,5 +31,14 @@ std::string SetLight(const std::string &param);
 // "ao SCENARIO": plays a scenario on the simulated always-on service
 // ("MS KIND VALUES; ...", kinds rot, fd, faceid). The reply text.
 std::string PlayAoScenario(const std::string &param);
+
+// "faceenroll USER SCENE": the enrolment application's side of a face
+// enrolment. `send` hands one fast message queue message to the library.
+// Sends the init package, waits for the key the library hands to the
+// simulated always-on service, draws a TOF image of SCENE (as for "tof"),
+// enciphers it with AES-256-GCM under that key through the simulated cipher
+// library and sends it as the one template package of USER. The reply text.
+std::string EnrolFace(const std::string &param,
+                      const std::function<void(const std::vector<uint8_t> &)> &send);
 
 }  // namespace vyrd

@@ -288,6 +288,13 @@ bool CommandRunner::Run(const CommandLine &cmd) {
         mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }
+    if (cmd.name == "faceenroll") {
+        const std::string reply =
+            EnrolFace(Strip(cmd.param),
+                      [this](const std::vector<uint8_t> &bytes) { RunFmq("faceenroll", bytes); });
+        mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
+        return true;
+    }
     if (cmd.name == "fmq") {
         std::vector<uint8_t> bytes;
         if (!ParseHex(cmd.param, bytes)) {

@@ -154,6 +154,10 @@ public:
     void FaceIdTemplateSet(uint32_t user, const uint8_t *data, uint32_t width, uint32_t height);
     void SaveCameraRawData(uint64_t frame, uint32_t function, const void *data, size_t size);
     void BetaSaveFaceIdRawData(std::string name, bool encrypted);
+    void ProcessFaceUnInit();
+    void TemplateNv21ToAon(const uint8_t *src, uint32_t w, uint32_t h, uint8_t *dst, uint32_t dw,
+                           uint32_t dh);
+    void FaceIdTemplateEmulate();
 
     uint32_t GetConfigMask() const { return mConfigMask; }
     bool GetSupportTof() const { return mSupportTof; }
@@ -179,7 +183,21 @@ private:
     bool InitVyrdSetEnv();
     bool InitVyrdCameraOn();
     bool InitVyrdCameraOff();
+    bool InitVyrdAoServiceOn();
+    bool InitVyrdAoServicOff();
+    bool InitVyrdFaceIdMap();
+    bool InitVyrdFaceIdTemplate();
+    bool InitVyrdFaceIdSupport();
+    bool InitVyrdFaceIdInit();
+    bool InitVyrdFaceIdEmulate();
     bool InitVyrdRotationEmulate();
+    bool InitVyrdTofSupport();
+    bool InitVyrdFaceIdUpdate();
+    bool InitVyrdNovenCmd();
+    bool InitVyrdImageSwitch();
+    bool InitVyrdGetFileList();
+    bool InitVyrdRemoveFile();
+    bool InitVyrdGetFileData();
 
     std::unique_ptr<LibVyrAoClient> mVyrAoClient;
     std::unique_ptr<LibFace3dSdk> mFace3d;

@@ -44,6 +44,9 @@ protected:
         vyrsim::SandboxOptions options;
         options.productXml = product;
         options.installLibs = installLibs;
+        if (mBetaUser) {
+            options.properties["ro.logsystem.usertype"] = "3";
+        }
         std::string error;
         ASSERT_TRUE(vyrsim::CreateSandbox(mRoot.Path(), options, &error)) << error;
         mHal = new VyrHal(nullptr);
@@ -189,6 +192,7 @@ protected:
 
     VyrHal *mHal = nullptr;
     size_t mDrains = 0;
+    bool mBetaUser = false;  // set before StartHal
 };
 
 }  // namespace vyrtest

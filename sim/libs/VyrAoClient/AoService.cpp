@@ -14,6 +14,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -65,6 +66,9 @@ public:
     std::deque<Answer> mScenario;
     int32_t mFailRegister = 0;
     bool mBusy = false;
+    // The last face enrolment key handed over, and how many were.
+    std::vector<uint8_t> mFaceIdKey;
+    int32_t mFaceIdKeys = 0;
 
     // Queues an answer; the thread starts on first need. Under mMutex.
     void Queue(Answer answer, bool scenario) {
@@ -338,6 +342,10 @@ VYR_EXPORT int32_t VyrFaceIdSendCommand(int32_t command, const uint8_t *data, ui
     if (command != VYR_AO_FACE_ID_CMD_SET_KEY || data == nullptr || length != 32) {
         return -1;
     }
+    Service &service = TheService();
+    std::lock_guard<std::mutex> lock(service.mMutex);
+    service.mFaceIdKey.assign(data, data + length);
+    ++service.mFaceIdKeys;
     return 0;
 }
 
@@ -418,6 +426,17 @@ VYR_EXPORT void VyrAoSimReset(void) {
     service.mNow.clear();
     service.mScenario.clear();
     service.mFailRegister = 0;
+    service.mFaceIdKey.clear();
+    service.mFaceIdKeys = 0;
+}
+
+VYR_EXPORT int32_t VyrAoSimFaceIdKey(uint8_t *out, uint32_t size) {
+    Service &service = TheService();
+    std::lock_guard<std::mutex> lock(service.mMutex);
+    if (out != nullptr && !service.mFaceIdKey.empty() && size >= service.mFaceIdKey.size()) {
+        std::memcpy(out, service.mFaceIdKey.data(), service.mFaceIdKey.size());
+    }
+    return service.mFaceIdKeys;
 }
 
 }  // extern "C"

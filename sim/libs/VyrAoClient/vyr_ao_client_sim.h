@@ -47,6 +47,9 @@ int32_t VyrAoSimPipelineStarts(uint32_t pipelineId);
 void VyrAoSimFailRegister(int32_t ret);
 // Back to a freshly loaded service (queued answers dropped).
 void VyrAoSimReset(void);
+// Copies the last face enrolment key (32 bytes) into `out` when it fits;
+// answers how many keys were handed over since load or reset.
+int32_t VyrAoSimFaceIdKey(uint8_t *out, uint32_t size);
 
 typedef int32_t (*VyrAoSimRotation_t)(int32_t rotation);
 typedef int32_t (*VyrAoSimFaceDirection_t)(int32_t rotation);
@@ -58,6 +61,7 @@ typedef int32_t (*VyrAoSimPipelineParam_t)(uint32_t pipelineId);
 typedef int32_t (*VyrAoSimPipelineStarts_t)(uint32_t pipelineId);
 typedef void (*VyrAoSimFailRegister_t)(int32_t ret);
 typedef void (*VyrAoSimReset_t)(void);
+typedef int32_t (*VyrAoSimFaceIdKey_t)(uint8_t *out, uint32_t size);
 
 #ifdef __cplusplus
 }
