@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 #include <thread>
 
 #include "hal/VyrHal.h"
@@ -36,6 +37,23 @@ bool ReadAt(const std::vector<uint8_t> &data, size_t offset, T &value) {
     return true;
 }
 
+// Creates the big-data record of a configured function once; the counters run
+// only on a phone with the TOF camera. False when it cannot be had.
+template <typename T>
+bool CreateFaceDft(std::unique_ptr<T> &dft, VyrHal &hal, bool supportTof,
+                   const std::string &content) {
+    if (dft != nullptr) {
+        return true;
+    }
+    dft.reset(new (std::nothrow) T(hal));
+    if (dft == nullptr) {
+        return false;
+    }
+    dft->Activate(supportTof);
+    dft->SetKeyContent(content);
+    return true;
+}
+
 }  // namespace
 
 Camera::Camera(VyrHal &hal) : ModuleBase("Camera", hal) {}
@@ -57,6 +75,9 @@ Camera::~Camera() {
             mThread.join();
         }
     }
+    mDirectionDft.reset();
+    mGazeDft.reset();
+    mFaceidDft.reset();
     {
         std::lock_guard<std::mutex> lock(mEventMutex);
         mEvents.Clear();
@@ -114,15 +135,35 @@ void Camera::InitDfx() {
         if (value.find(name + "-") != std::string::npos) {
             mConfigMask |= 1u << static_cast<unsigned>(type);
             LOGI("camera config: %s, index: %d", name.c_str(), type);
-            // The big-data records of the functions attach here (with the
-            // name + "=On\n" line); the face identity one also publishes its
-            // support.
-            if (type == CAMERA_FACE_ID) {
+            const std::string content = name + "=On\n";
+            bool created = true;
+            if (type == CAMERA_FACE_ID && mFaceidDft == nullptr) {
                 PropertyTable props;
                 props.SetAoFaceIdSupport("1");
+                created = CreateFaceDft(mFaceidDft, mHal, mSupportTof, content);
+            } else if (type == CAMERA_EYE_GAZE) {
+                created = CreateFaceDft(mGazeDft, mHal, mSupportTof, content);
+            } else if (type == CAMERA_FACE_DIRECTION) {
+                created = CreateFaceDft(mDirectionDft, mHal, mSupportTof, content);
+            }
+            if (!created) {
+                LOGE("alloc %s bigdata memory error", name.c_str());
             }
         }
         mFunctions[static_cast<size_t>(type)].name = name;
+    }
+}
+
+const FaceDft *Camera::GetFaceDft(int type) const {
+    switch (type) {
+        case CAMERA_FACE_DIRECTION:
+            return mDirectionDft.get();
+        case CAMERA_EYE_GAZE:
+            return mGazeDft.get();
+        case CAMERA_FACE_ID:
+            return mFaceidDft.get();
+        default:
+            return nullptr;
     }
 }
 

@@ -28,6 +28,7 @@
 #include "camera/RotationFusion.h"
 #include "camera/TofFrame.h"
 #include "hal/ModuleBase.h"
+#include "log/FaceDft.h"
 #include "platform/LibFace3dSdk.h"
 #include "platform/LibOpenssl.h"
 #include "platform/LibVyrAoClient.h"
@@ -161,6 +162,9 @@ public:
 
     uint32_t GetConfigMask() const { return mConfigMask; }
     bool GetSupportTof() const { return mSupportTof; }
+    // The big-data record of a function type; null when the product does
+    // not configure the function. Fed on the Camera thread only.
+    const FaceDft *GetFaceDft(int type) const;
 
     static const char *TypeName(int type);
 
@@ -234,6 +238,10 @@ private:
     std::atomic<int32_t> mEnvFrames{20};
     int32_t mLastImuRotation = -2;
     int32_t mTofFps = 30;
+    // Big-data records, one per configured function.
+    std::unique_ptr<FaceDirectionDft> mDirectionDft;
+    std::unique_ptr<FaceGazeDft> mGazeDft;
+    std::unique_ptr<FaceidDft> mFaceidDft;
     std::mutex mAoFaceIdMutex;
     std::vector<uint8_t> mAoFaceIdRes;
 };

@@ -22,6 +22,7 @@ constexpr int32_t kDirectionFps = 30;
 constexpr int32_t kGazeFps = 5;
 constexpr int32_t kIdentityFps = 10;
 constexpr size_t kAoFaceIdValues = 7;
+constexpr size_t kGazeStatBytes = 96;
 constexpr size_t kAoUserIdOffset = 12;
 constexpr const char *kQrClient = "novensensor-qr-client";
 
@@ -195,6 +196,9 @@ void Camera::ProcessMotion(std::vector<uint8_t> &data) {
     const int32_t rot = static_cast<int8_t>(data[0]);
     // A rotation while the always-on camera has no answer feeds the light
     // figure of the direction big-data record.
+    if (rot >= 0 && mRotationInput.aoRotation == -2 && mDirectionDft != nullptr) {
+        mDirectionDft->AddLux(lux);
+    }
     bool connected = IsTofClient(CAMERA_FACE_DIRECTION);
     mRotationInput.imuRotation = static_cast<int16_t>(rot);
     if (mSupportTof) {
@@ -214,6 +218,9 @@ void Camera::ProcessMotion(std::vector<uint8_t> &data) {
             direction.deadline = VyrHal::MonoTimeMs() + kDirectionTofMs;
             mTofFps = kDirectionFps;
             CameraSetting(direction.name, CAMERA_TOF_IMAGE, true, lux);
+            if (mDirectionDft != nullptr) {
+                mDirectionDft->AddOpen();
+            }
             connected = IsTofClient(CAMERA_FACE_DIRECTION);
         }
     }
@@ -230,6 +237,10 @@ void Camera::ProcessAonFD(std::vector<uint8_t> &data) {
     const bool connected = IsTofClient(CAMERA_FACE_DIRECTION);
     memcpy_s(&rotation, sizeof(rotation), data.data(), sizeof(rotation));
     mRotationInput.aoRotation = static_cast<int16_t>(rotation);
+    // The always-on answer is what the TOF reading is compared with.
+    if (mDirectionDft != nullptr) {
+        mDirectionDft->SetExpectedCode(rotation);
+    }
     const bool skip = lux < kTofLux && rotation != -2;
     LOGI("recv aon rotation\t: %3d, lux: %3d, isConnect: %d, skipReportFlag: %d", rotation, lux,
          connected, skip);
@@ -312,6 +323,9 @@ void Camera::ProcessTofFaceId(std::vector<uint8_t> &data) {
     int32_t values[kAoFaceIdValues] = {};
     memcpy_s(values, sizeof(values), data.data(), sizeof(values));
     const int lux = GetLightLux();
+    if (mFaceidDft != nullptr) {
+        mFaceidDft->AddLux(lux);
+    }
     const bool connected = IsTofClient(CAMERA_FACE_ID);
     const bool runTof = GetRunTofFlag(lux, values[kUserId] == -1);
     LOGI("recv aon faceid\t: %3d, lux: %3d, isConnect: %d, runTofFlag: %d", values[kUserId], lux,
@@ -329,6 +343,9 @@ void Camera::ProcessTofFaceId(std::vector<uint8_t> &data) {
             mFunctions[CAMERA_FACE_ID].frameCount = 0;
             mTofFps = kIdentityFps;
             CameraSetting(mFunctions[CAMERA_FACE_ID].name, CAMERA_TOF_IMAGE, true, lux);
+            if (mFaceidDft != nullptr) {
+                mFaceidDft->AddOpen();
+            }
             return;
         }
     }
@@ -347,8 +364,16 @@ void Camera::VyrEyeGazeInit(bool enable, int lux) {
     if (enable) {
         mTofFps = kGazeFps;
         gaze.deadline = VyrHal::MonoTimeMs() + kGazeTofMs;
-    } else {
-        TakeStatistics(2, 96);
+        if (mGazeDft != nullptr) {
+            mGazeDft->AddLux(lux);
+            mGazeDft->AddOpen();
+        }
+    } else if (mFace3dLoaded) {
+        const std::vector<uint8_t> stats = TakeStatistics(2, kGazeStatBytes);
+        if (mGazeDft != nullptr) {
+            mGazeDft->AddResult(stats.data(), stats.size());
+            mGazeDft->AddSessionEnd();
+        }
     }
     CameraSetting(gaze.name, CAMERA_TOF_IMAGE, enable, lux);
 }

@@ -229,9 +229,12 @@ void Camera::VyrFace3dProcess(uint64_t frame, uint32_t exposure, const void *ima
             stop = false;
         }
         if (stop) {
-            // The first kDirectionStatBytes bytes of the statistics feed the
-            // direction big-data record.
-            TakeStatistics(1, kDirectionStatBytes);
+            const std::vector<uint8_t> stats = TakeStatistics(1, kDirectionStatBytes);
+            if (mDirectionDft != nullptr) {
+                mDirectionDft->AddResult(stats.data(), stats.size());
+                mDirectionDft->AddAlgoRet(reading.orientation);
+                mDirectionDft->AddSessionEnd();
+            }
             StopTofConnect(CAMERA_FACE_DIRECTION);
         }
         if (result.status < 6 && MaySave(result.status)) {
@@ -244,6 +247,9 @@ void Camera::VyrFace3dProcess(uint64_t frame, uint32_t exposure, const void *ima
         NotifyResult(CAMERA_EYE_GAZE, {reading.hasFace, reading.eyeGaze, 1,
                                        static_cast<int32_t>(frame & 0xFFFFFFFFu), 0});
         mEyeGaze = reading.eyeGaze;
+        if (mGazeDft != nullptr) {
+            mGazeDft->AddAlgoRet(reading.eyeGaze);
+        }
         CameraFunction &gaze = mFunctions[CAMERA_EYE_GAZE];
         if (GazeOnlyQrClient() && VyrHal::MonoTimeMs() >= gaze.deadline) {
             LOGW("CAMERA_EYE_GAZE ruinning timeout, stop tof");
@@ -263,6 +269,9 @@ void Camera::VyrFace3dProcess(uint64_t frame, uint32_t exposure, const void *ima
             ret = mFace3dLoaded ? mFace3d->face3d_algo_identify(&identify) : -1;
             if (ret != 0) {
                 LOGE("face3d_algo_identify failed, ret: %d status: %d.", ret, identify.status);
+            }
+            if (mFaceidDft != nullptr) {
+                mFaceidDft->AddAlgoRet(identify.status);
             }
         }
         ++identity.frameCount;
@@ -286,7 +295,11 @@ void Camera::VyrFace3dProcess(uint64_t frame, uint32_t exposure, const void *ima
         if (!stopFaceId && identity.frameCount < kIdentityFrames) {
             return;
         }
-        TakeStatistics(4, kIdentityStatBytes);
+        const std::vector<uint8_t> stats = TakeStatistics(4, kIdentityStatBytes);
+        if (mFaceidDft != nullptr) {
+            mFaceidDft->AddResult(stats.data(), stats.size());
+            mFaceidDft->AddSessionEnd();
+        }
         StopTofConnect(CAMERA_FACE_ID);
         if (identify.status != 0) {
             LOGI("detect tof faceid\t: %3d, %3d", result.faceCount, identify.userId);
