@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite: a plain build, then the same suite
 # built with AddressSanitizer and UndefinedBehaviorSanitizer (clang), the
-# threaded roads built with ThreadSanitizer, and the fuzz targets for 60
+# threaded roads built with ThreadSanitizer, and the fuzz targets for 40
 # seconds each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 jobs=$(nproc)
-fuzz_seconds=${VYR_FUZZ_SECONDS:-60}
+fuzz_seconds=${VYR_FUZZ_SECONDS:-40}
 
 echo "== plain build"
 scripts/build.sh build -DCMAKE_BUILD_TYPE=RelWithDebInfo
