@@ -12,20 +12,20 @@
 
 namespace {
 
-const DftFileSpec kDirectionSpec = {
+const DftFiles kDirectionFiles = {
     "/data/vendor/log/fdlog", "/fd_bigdata.tmp", "/fd_bigdata.txt", 991383003, 21600, false};
-const DftFileSpec kGazeSpec = {"/data/vendor/log/facegazelog",
-                               "/facegaze_bigdata.tmp",
-                               "/facegaze_bigdata.txt",
-                               991383004,
+const DftFiles kGazeFiles = {"/data/vendor/log/facegazelog",
+                             "/facegaze_bigdata.tmp",
+                             "/facegaze_bigdata.txt",
+                             991383004,
+                             21600,
+                             false};
+const DftFiles kFaceidFiles = {"/data/vendor/log/faceidlog",
+                               "/faceid_bigdata.tmp",
+                               "/faceid_bigdata.txt",
+                               991383005,
                                21600,
                                false};
-const DftFileSpec kFaceidSpec = {"/data/vendor/log/faceidlog",
-                                 "/faceid_bigdata.tmp",
-                                 "/faceid_bigdata.txt",
-                                 991383005,
-                                 21600,
-                                 false};
 
 // Keys shared by direction and gaze around the gaze pair.
 std::vector<const char *> TofKeys(bool gaze) {
@@ -140,8 +140,8 @@ FaceDft::Keys FaceidKeys() {
 
 }  // namespace
 
-FaceDft::FaceDft(VyrHal &hal, const DftFileSpec &spec, Keys keys)
-    : FileDft(hal, spec), mKeys(std::move(keys)) {
+FaceDft::FaceDft(VyrHal &hal, const DftFiles &files, Keys keys)
+    : FileDft(hal, files), mKeys(std::move(keys)) {
     ClearCounters();
 }
 
@@ -290,11 +290,11 @@ void FaceDft::LogReported() {
 }
 
 FaceDirectionDft::FaceDirectionDft(VyrHal &hal)
-    : FaceDft(hal, kDirectionSpec, TofClassKeys(false)) {}
+    : FaceDft(hal, kDirectionFiles, TofClassKeys(false)) {}
 
-FaceGazeDft::FaceGazeDft(VyrHal &hal) : FaceDft(hal, kGazeSpec, TofClassKeys(true)) {}
+FaceGazeDft::FaceGazeDft(VyrHal &hal) : FaceDft(hal, kGazeFiles, TofClassKeys(true)) {}
 
-FaceidDft::FaceidDft(VyrHal &hal) : FaceDft(hal, kFaceidSpec, FaceidKeys()) {}
+FaceidDft::FaceidDft(VyrHal &hal) : FaceDft(hal, kFaceidFiles, FaceidKeys()) {}
 
 void FaceidDft::AddResult(int32_t kind, int32_t code, int32_t similarity, int32_t quality) {
     if (!mActive) {

@@ -43,7 +43,7 @@ public:
         bool storeIdleLux = false;             // lux lines while inactive
     };
 
-    FaceDft(VyrHal &hal, const DftFileSpec &spec, Keys keys);
+    FaceDft(VyrHal &hal, const DftFiles &files, Keys keys);
 
     // Whether the phone has the TOF camera: the counters run only then.
     void Activate(bool active);

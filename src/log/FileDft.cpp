@@ -15,23 +15,23 @@ namespace {
 
 constexpr const char *kSeparator = "==========\n";
 
-const DftFileSpec kActivitySpec = {
+const DftFiles kActivityFiles = {
     "/data/vendor/log/arlog", "/ar_bigdata.tmp", "/ar_bigdata.txt", 936005012, 86400, false};
-const DftFileSpec kMotionSpec = {"/data/vendor/log/motionlog",
-                                 "/motion_bigdata.tmp",
-                                 "/motion_bigdata.txt",
-                                 936005019,
-                                 86400,
-                                 false};
+const DftFiles kMotionFiles = {"/data/vendor/log/motionlog",
+                               "/motion_bigdata.tmp",
+                               "/motion_bigdata.txt",
+                               936005019,
+                               86400,
+                               false};
 
 }  // namespace
 
-FileDft::FileDft(VyrHal &hal, const DftFileSpec &spec)
-    : Dft(hal, spec.millis),
-      mDir(spec.dir),
-      mTmpPath(std::string(spec.dir) + spec.tmpName),
-      mTxtPath(std::string(spec.dir) + spec.txtName) {
-    Init(spec.eventId, spec.interval);
+FileDft::FileDft(VyrHal &hal, const DftFiles &files)
+    : Dft(hal, files.millis),
+      mDir(files.dir),
+      mTmpPath(std::string(files.dir) + files.tmpName),
+      mTxtPath(std::string(files.dir) + files.txtName) {
+    Init(files.eventId, files.interval);
     mHal.GetDirOperator().DirCreateVyrlog(mDir);
     ReadPreTime(mTmpPath);
 }
@@ -117,9 +117,9 @@ void FileDft::ReportBigdata() {
     LogReported();
 }
 
-ActivityDft::ActivityDft(VyrHal &hal) : FileDft(hal, kActivitySpec) {}
+ActivityDft::ActivityDft(VyrHal &hal) : FileDft(hal, kActivityFiles) {}
 
-MotionDft::MotionDft(VyrHal &hal) : FileDft(hal, kMotionSpec) {}
+MotionDft::MotionDft(VyrHal &hal) : FileDft(hal, kMotionFiles) {}
 
 void MotionDft::SetKeyContent(const std::string &content) {
     LOGI("content: %s, len: %d", content.c_str(), static_cast<int>(content.length()));

@@ -15,7 +15,7 @@
 class FileStorer;
 
 // Where a file-backed class keeps its files, and how it reports.
-struct DftFileSpec {
+struct DftFiles {
     const char *dir;      // "/data/vendor/log/arlog"
     const char *tmpName;  // "/ar_bigdata.tmp"
     const char *txtName;  // "/ar_bigdata.txt"
@@ -28,7 +28,7 @@ class FileDft : public Dft {
 public:
     static constexpr uint64_t kMaxFileSize = 0x200000;
 
-    FileDft(VyrHal &hal, const DftFileSpec &spec);
+    FileDft(VyrHal &hal, const DftFiles &files);
     ~FileDft() override;
 
     // Appends one record; ends the period when it is over.

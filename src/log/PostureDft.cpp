@@ -7,12 +7,12 @@
 
 namespace {
 
-const DftFileSpec kPostureSpec = {"/data/vendor/log/vyrlog",
-                                  "/posture_bigdata.tmp",
-                                  "/posture_bigdata.txt",
-                                  932030105,
-                                  86400000,
-                                  true};
+const DftFiles kPostureFiles = {"/data/vendor/log/vyrlog",
+                                "/posture_bigdata.tmp",
+                                "/posture_bigdata.txt",
+                                932030105,
+                                86400000,
+                                true};
 constexpr int kFolded = 1;
 constexpr int kFull = 3;
 constexpr uint64_t kMaxStepMs = 200;
@@ -21,7 +21,7 @@ constexpr float kFullAbove = 176.0f;
 
 }  // namespace
 
-PostureDft::PostureDft(VyrHal &hal) : FileDft(hal, kPostureSpec) {}
+PostureDft::PostureDft(VyrHal &hal) : FileDft(hal, kPostureFiles) {}
 
 void PostureDft::ResetPosture() {
     std::lock_guard<std::mutex> lock(mMutex);
