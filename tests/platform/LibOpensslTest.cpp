@@ -83,7 +83,7 @@ struct GcmVector {
 };
 
 // AES-256 cases with a 96-bit IV and no additional data, from the GCM
-// specification's test vectors (cases 13 to 15).
+// paper's published test vectors (cases 13 to 15).
 const GcmVector kVectors[] = {
     {"case13", std::string(64, '0'), std::string(24, '0'), "", "",
      "530f8afbc74536b9a963b4f1c4cb738b"},
