@@ -43,10 +43,12 @@ void VyrFusionBeta::ProcessFusionBeta(FSEventStruct &frame) {
         uint32_t used = 0;
         switch (pkg.type) {
             case fmq::kBetaArAcc:
-                used = ProcessArAcc(pkg, payload, need, remain, arrival, pkg.timestamp);
+                used = ProcessArTriples(pkg, payload, need, remain, arrival,
+                                        {fmq::kBetaArAccSize, kTypeAcc, "BETA_AR_ACC"});
                 break;
             case fmq::kBetaArMag:
-                used = ProcessArMag(pkg, payload, need, remain, arrival, pkg.timestamp);
+                used = ProcessArTriples(pkg, payload, need, remain, arrival,
+                                        {fmq::kBetaArMagSize, kTypeMag, "BETA_AR_MAG"});
                 break;
             case fmq::kBetaArModem:
                 used = ProcessArModem(pkg, payload, need, remain, arrival, pkg.timestamp);
@@ -89,27 +91,16 @@ void VyrFusionBeta::ProcessTriples(const uint8_t *payload, uint32_t count, uint3
     logevents::AddToFrame(mHal, type, events);
 }
 
-uint32_t VyrFusionBeta::ProcessArAcc(const Pkg &pkg, const uint8_t *payload, uint32_t length,
-                                     uint32_t remain, uint64_t arrival, uint64_t timestamp) {
-    if (pkg.size != fmq::kBetaArAccSize) {
-        LOGE("BETA_AR_ACC data size error %u != %u", static_cast<uint32_t>(pkg.size),
-             fmq::kBetaArAccSize);
+uint32_t VyrFusionBeta::ProcessArTriples(const Pkg &pkg, const uint8_t *payload, uint32_t length,
+                                         uint32_t remain, uint64_t arrival,
+                                         const TripleRecord &record) {
+    if (pkg.size != record.size) {
+        LOGE("%s data size error %u != %u", record.tag, static_cast<uint32_t>(pkg.size),
+             record.size);
         return remain;
     }
-    ProcessTriples(payload, fmq::kBetaArAccSize / kTripleSize, kTypeAcc, "BETA_AR_ACC", arrival,
-                   timestamp);
-    return length;
-}
-
-uint32_t VyrFusionBeta::ProcessArMag(const Pkg &pkg, const uint8_t *payload, uint32_t length,
-                                     uint32_t remain, uint64_t arrival, uint64_t timestamp) {
-    if (pkg.size != fmq::kBetaArMagSize) {
-        LOGE("BETA_AR_MAG data size error %u != %u", static_cast<uint32_t>(pkg.size),
-             fmq::kBetaArMagSize);
-        return remain;
-    }
-    ProcessTriples(payload, fmq::kBetaArMagSize / kTripleSize, kTypeMag, "BETA_AR_MAG", arrival,
-                   timestamp);
+    ProcessTriples(payload, record.size / kTripleSize, record.type, record.tag, arrival,
+                   pkg.timestamp);
     return length;
 }
 

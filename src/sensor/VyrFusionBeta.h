@@ -31,10 +31,15 @@ private:
     // left from the record's start (the record's own included), the arrival
     // time and the record's timestamp; returns the bytes used. `payload`
     // points at the record's `size` bytes.
-    uint32_t ProcessArAcc(const Pkg &pkg, const uint8_t *payload, uint32_t length, uint32_t remain,
-                          uint64_t arrival, uint64_t timestamp);
-    uint32_t ProcessArMag(const Pkg &pkg, const uint8_t *payload, uint32_t length, uint32_t remain,
-                          uint64_t arrival, uint64_t timestamp);
+    // The accelerometer and magnetometer records: `size` bytes of x, y, z
+    // triples filed as events of `type`.
+    struct TripleRecord {
+        uint32_t size;
+        uint32_t type;
+        const char *tag;
+    };
+    uint32_t ProcessArTriples(const Pkg &pkg, const uint8_t *payload, uint32_t length,
+                              uint32_t remain, uint64_t arrival, const TripleRecord &record);
     uint32_t ProcessArModem(const Pkg &pkg, const uint8_t *payload, uint32_t length,
                             uint32_t remain, uint64_t arrival, uint64_t timestamp);
     uint32_t ProcessArResult(const Pkg &pkg, const uint8_t *payload, uint32_t length,
