@@ -1,6 +1,7 @@
 // vyrd run as a subprocess against the built library in a fresh sandbox.
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,8 +34,9 @@ struct VyrdRun {
 };
 
 // Runs vyrd with args, standard input from stdinText; kills it after 60 s.
+// fileSizeLimit (bytes, 0 none) is put on vyrd as RLIMIT_FSIZE.
 VyrdRun RunVyrd(const TempDir &tmp, const std::vector<std::string> &args,
-                const std::string &stdinText = "") {
+                const std::string &stdinText = "", rlim_t fileSizeLimit = 0) {
     const std::string inPath = tmp.Path() + "/vyrd.in";
     const std::string outPath = tmp.Path() + "/vyrd.out";
     const std::string errPath = tmp.Path() + "/vyrd.err";
@@ -58,6 +60,12 @@ VyrdRun RunVyrd(const TempDir &tmp, const std::vector<std::string> &args,
         if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 ||
             dup2(err, 2) < 0) {
             _exit(126);
+        }
+        if (fileSizeLimit > 0) {
+            const rlimit limit{fileSizeLimit, fileSizeLimit};
+            if (setrlimit(RLIMIT_FSIZE, &limit) != 0) {
+                _exit(126);
+            }
         }
         execv(argv[0], argv.data());
         _exit(127);
@@ -452,6 +460,22 @@ TEST(VyrdTest, TruncatedInputEventIsSurvived) {
     const std::string log = ReadText(root + "/logcat.txt");
     EXPECT_NE(log.find("wrong size=5"), std::string::npos);
     EXPECT_NE(log.find("finger id: 0 down"), std::string::npos);
+}
+
+// A full disk (a file-size limit on the daemon): the library's writes fail
+// and the daemon goes on serving.
+TEST(VyrdTest, FileSizeLimitDoesNotEndTheDaemon) {
+    TempDir tmp;
+    const std::string root = tmp.Path() + "/phone";
+    ASSERT_EQ(RunVyrd(tmp, Common(root)).status, 0);
+    WriteText(root + "/logcat.txt", "");
+    constexpr rlim_t kLimit = 4096;
+    VyrdRun run =
+        RunVyrd(tmp, With(Common(root), {"-c", "rotation on", "-c", "sleep 300", "-c", "version"}),
+                "", kLimit);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(ReplyText(run, "version").find("VyrHal/Version:"), std::string::npos);
+    EXPECT_EQ(std::filesystem::file_size(root + "/logcat.txt"), kLimit);
 }
 
 // A gesture call that never answers: the library's watchdog ends the process
