@@ -153,13 +153,14 @@ std::string ControlSensorService(const std::string &param) {
         return "sensorsvc: the sensor service is not loaded yet (enable a sensor first)";
     }
     const bool die = param == "die";
-    void *symbol = dlsym(handle, die ? "VyrSimServiceDie" : "VyrSimServiceRestart");
-    if (symbol != nullptr) {
-        // Both controls have the same type.
-        reinterpret_cast<VyrSimServiceDie_t>(symbol)();
+    // VyrSimServiceDie_t and VyrSimServiceRestart_t are the same type.
+    auto control = reinterpret_cast<VyrSimServiceDie_t>(
+        dlsym(handle, die ? "VyrSimServiceDie" : "VyrSimServiceRestart"));
+    if (control != nullptr) {
+        control();
     }
     dlclose(handle);
-    if (symbol == nullptr) {
+    if (control == nullptr) {
         return "sensorsvc: failed";
     }
     return die ? "sensorsvc: died" : "sensorsvc: restarted";
