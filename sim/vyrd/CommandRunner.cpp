@@ -11,6 +11,9 @@
 #include <iterator>
 #include <thread>
 
+#include "libs/FusionSense/fusion_sense_sim.h"
+#include "libs/VyrSensor/vyr_sensor_sim.h"
+#include "libs/motion/motion_sim.h"
 #include "vyrd/CameraSim.h"
 #include "vyrd/ReplayFiles.h"
 #include "vyrd/TouchPanel.h"
@@ -118,6 +121,61 @@ std::string SetHubChannel(const std::string &param) {
     bool done = set != nullptr && set(channel, x, y, z);
     dlclose(handle);
     return done ? "hub channel " + std::to_string(channel) + " set" : "hub: failed";
+}
+
+// Faults for soak runs. "hang MS": the next flip or orientation call of the
+// gesture library sleeps MS milliseconds. The reply text.
+std::string ArmMotionHang(const std::string &param) {
+    long long ms = 0;
+    if (!ParseCount(param, INT32_MAX, ms)) {
+        return "usage: hang MS";
+    }
+    void *handle = LoadedStandin("libmotion.so");
+    if (handle == nullptr) {
+        return "hang: the motion library is not loaded yet (turn flip or rotation on first)";
+    }
+    auto hang = reinterpret_cast<MotionSimHang_t>(dlsym(handle, "MotionSimHang"));
+    if (hang != nullptr) {
+        hang(static_cast<int32_t>(ms));
+    }
+    dlclose(handle);
+    return hang != nullptr ? "hang " + param + ": armed" : "hang: failed";
+}
+
+// "sensorsvc die|restart": the simulated sensor service dies or comes back.
+// The reply text.
+std::string ControlSensorService(const std::string &param) {
+    if (param != "die" && param != "restart") {
+        return "usage: sensorsvc die|restart";
+    }
+    void *handle = LoadedStandin("libVyrSensor.so");
+    if (handle == nullptr) {
+        return "sensorsvc: the sensor service is not loaded yet (enable a sensor first)";
+    }
+    const bool die = param == "die";
+    // VyrSimServiceDie_t and VyrSimServiceRestart_t are the same type.
+    auto control = reinterpret_cast<VyrSimServiceDie_t>(
+        dlsym(handle, die ? "VyrSimServiceDie" : "VyrSimServiceRestart"));
+    if (control != nullptr) {
+        control();
+    }
+    dlclose(handle);
+    if (control == nullptr) {
+        return "sensorsvc: failed";
+    }
+    return die ? "sensorsvc: died" : "sensorsvc: restarted";
+}
+
+// "hub reset": the simulated sensor hub restarts. The reply text.
+std::string ResetHub() {
+    void *handle = LoadedStandin("libFusionSense.so");
+    if (handle == nullptr) {
+        return "hub: the sensor hub is not loaded yet (enable a fusion channel first)";
+    }
+    auto restart = reinterpret_cast<FusionSimHubRestart_t>(dlsym(handle, "FusionSimHubRestart"));
+    const bool done = restart != nullptr && restart() == 0;
+    dlclose(handle);
+    return done ? "hub: reset" : "hub: failed";
 }
 
 }  // namespace
@@ -253,7 +311,8 @@ bool CommandRunner::Run(const CommandLine &cmd) {
         return ok;
     }
     if (cmd.name == "hub") {
-        std::string reply = SetHubChannel(Strip(cmd.param));
+        const std::string param = Strip(cmd.param);
+        std::string reply = param == "reset" ? ResetHub() : SetHubChannel(param);
         mOut.Reply("hub", mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }
@@ -279,12 +338,20 @@ bool CommandRunner::Run(const CommandLine &cmd) {
         mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }
-    if (cmd.name == "touch" || cmd.name == "pen" || cmd.name == "fpblock") {
+    if (cmd.name == "hang" || cmd.name == "sensorsvc") {
+        const std::string param = Strip(cmd.param);
+        const std::string reply =
+            cmd.name == "hang" ? ArmMotionHang(param) : ControlSensorService(param);
+        mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
+        return true;
+    }
+    if (cmd.name == "touch" || cmd.name == "pen" || cmd.name == "fpblock" || cmd.name == "input") {
         TouchPanel &panel = TouchPanel::Get();
         std::string param = Strip(cmd.param);
-        std::string reply = cmd.name == "touch" ? panel.Touch(param)
-                            : cmd.name == "pen" ? panel.Pen(param)
-                                                : panel.FpBlock(param);
+        std::string reply = cmd.name == "touch"   ? panel.Touch(param)
+                            : cmd.name == "pen"   ? panel.Pen(param)
+                            : cmd.name == "input" ? panel.Input(param)
+                                                  : panel.FpBlock(param);
         mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }

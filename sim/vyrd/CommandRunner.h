@@ -10,6 +10,7 @@
 //   scenario NAME|CSV  plays a scenario on the stand-in sensor service that
 //                      the library loaded (built-in name or recorded CSV)
 //   hub CHANNEL x,y,z  holds a channel of the stand-in sensor hub at a value
+//   hub reset          the stand-in sensor hub restarts
 //   replayfiles [DIR]  lays the sensor files of a recorded run (a sandbox or
 //                      its log directory; default --replay-from) out for
 //                      "motion-emulate on" in this sandbox
@@ -19,6 +20,11 @@
 //   touch down|move ID,X,Y / touch up ID   a finger on the touch panel
 //   pen HEX            a 25-byte report of the Bluetooth pen
 //   fpblock PEAK       a fingerprint-area block whose middle cell is PEAK
+// Faults, for soak runs:
+//   hang MS            the next flip or orientation call of the stand-in
+//                      gesture library sleeps MS milliseconds
+//   sensorsvc die|restart  the stand-in sensor service dies / comes back
+//   input NODE HEX     raw bytes in one write to dev/input/NODE (event1..3)
 #pragma once
 
 #include <cstdint>

@@ -4,6 +4,7 @@
 #include <linux/input.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -111,6 +112,25 @@ std::string TouchPanel::FpBlock(const std::string &peak) {
         memcpy(&block[kFpFrames + cell * 2], &value, 2);
     }
     return WriteAll(Fd(kFpNode), block.data(), block.size()) ? "fp block" : "no fingerprint node";
+}
+
+std::string TouchPanel::Input(const std::string &param) {
+    const size_t blank = param.find_first_of(" \t");
+    const std::string node = param.substr(0, blank);
+    std::vector<uint8_t> bytes;
+    if (node.empty() || blank == std::string::npos || !ParseHex(param.substr(blank + 1), bytes) ||
+        bytes.empty()) {
+        return "usage: input NODE HEX";
+    }
+    const int fd = node.find('/') == std::string::npos ? Fd("dev/input/" + node) : -1;
+    if (fd < 0) {
+        return "input: unknown node " + node + " (event1..event3)";
+    }
+    const ssize_t written = write(fd, bytes.data(), bytes.size());
+    if (written < 0) {
+        return "input " + node + ": " + strerror(errno);
+    }
+    return "input " + node + ": " + std::to_string(written) + " bytes";
 }
 
 }  // namespace vyrd

@@ -25,6 +25,9 @@ public:
     // A fingerprint-area block of one frame, every cell 10 and the middle
     // cell PEAK, to the fingerprint auxiliary node.
     std::string FpBlock(const std::string &peak);
+    // "NODE HEX": the bytes, as they are, in one write to dev/input/NODE
+    // (event1..event3), for truncated or garbage input events.
+    std::string Input(const std::string &param);
 
 private:
     int Fd(const std::string &relative) const;

@@ -217,6 +217,8 @@ int main(int argc, char **argv) {
         "  sleep MS, client NAME, getdata CMD SIZE, fmq HEX, fmqfile PATH,\n"
         "  scenario NAME|CSV (rest walk flip fold pickup rotate still hand train, or a CSV file)\n"
         "  hub CHANNEL x,y,z (hold a channel of the simulated sensor hub)\n"
+        "  faults: hang MS (next flip/orientation call of the gesture library sleeps MS),\n"
+        "    sensorsvc die|restart, hub reset, input NODE HEX (raw bytes to dev/input/NODE)\n"
         "  replayfiles [DIR] (lay a recorded run's sensor files out for motion-emulate)\n"
         "Standard input is read when neither -c nor --script is given.\n\n" +
         vyrsim::SandboxLayoutText());
@@ -226,6 +228,10 @@ int main(int argc, char **argv) {
         fprintf(stderr, "vyrd: --product, --prop and --cmdline need --root\n");
         return 2;
     }
+
+    // A file-size limit on the daemon (prlimit RLIMIT_FSIZE, a full disk in a
+    // soak run) must reach the library as EFBIG from write, not end vyrd.
+    signal(SIGXFSZ, SIG_IGN);
 
     sigset_t endSignals;
     BlockEndSignals(endSignals);

@@ -1,11 +1,13 @@
 // vyrd run as a subprocess against the built library in a fresh sandbox.
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -32,8 +34,9 @@ struct VyrdRun {
 };
 
 // Runs vyrd with args, standard input from stdinText; kills it after 60 s.
+// fileSizeLimit (bytes, 0 none) is put on vyrd as RLIMIT_FSIZE.
 VyrdRun RunVyrd(const TempDir &tmp, const std::vector<std::string> &args,
-                const std::string &stdinText = "") {
+                const std::string &stdinText = "", rlim_t fileSizeLimit = 0) {
     const std::string inPath = tmp.Path() + "/vyrd.in";
     const std::string outPath = tmp.Path() + "/vyrd.out";
     const std::string errPath = tmp.Path() + "/vyrd.err";
@@ -57,6 +60,12 @@ VyrdRun RunVyrd(const TempDir &tmp, const std::vector<std::string> &args,
         if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 ||
             dup2(err, 2) < 0) {
             _exit(126);
+        }
+        if (fileSizeLimit > 0) {
+            const rlimit limit{fileSizeLimit, fileSizeLimit};
+            if (setrlimit(RLIMIT_FSIZE, &limit) != 0) {
+                _exit(126);
+            }
         }
         execv(argv[0], argv.data());
         _exit(127);
@@ -329,6 +338,168 @@ TEST(VyrdTest, TouchesThePanelThroughTheSandboxNodes) {
     const std::string log = ReadText(root + "/logcat.txt");
     EXPECT_NE(log.find("finger id: 0 down"), std::string::npos);
     EXPECT_NE(log.find("finger id: 0 up"), std::string::npos);
+}
+
+// Index in run.objects of the n-th reply (from 0) of a command and
+// parameter; objects.size() when there is none.
+size_t ReplyIndex(const VyrdRun &run, const std::string &command, const std::string &param,
+                  int n = 0) {
+    for (size_t i = 0; i < run.objects.size(); ++i) {
+        const json &line = run.objects[i];
+        if (line.value("command", "") == command && line.value("param", "") == param && n-- == 0) {
+            return i;
+        }
+    }
+    return run.objects.size();
+}
+
+// The data of the result messages of a type among run.objects[from, to).
+std::vector<std::vector<int>> ResultsIn(const VyrdRun &run, int type, size_t from,
+                                        size_t to = SIZE_MAX) {
+    std::vector<std::vector<int>> found;
+    for (size_t i = from; i < std::min(to, run.objects.size()); ++i) {
+        const json &line = run.objects[i];
+        if (line.contains("type") && line["type"] == type && line.contains("data")) {
+            found.push_back(line["data"].get<std::vector<int>>());
+        }
+    }
+    return found;
+}
+
+TEST(VyrdTest, FaultCommandsNeedTheirLibraryAndParameters) {
+    TempDir tmp;
+    VyrdRun run = RunVyrd(tmp, With(Common(tmp.Path() + "/phone"), {"-c", "hang 5",
+                                                                    "-c", "sensorsvc die",
+                                                                    "-c", "hub reset",
+                                                                    "-c", "hang",
+                                                                    "-c", "hang -3",
+                                                                    "-c", "sensorsvc",
+                                                                    "-c", "sensorsvc reboot",
+                                                                    "-c", "input event9 00",
+                                                                    "-c", "input ../event1 00",
+                                                                    "-c", "input event1",
+                                                                    "-c", "input event1 0g"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    std::vector<std::string> replies;
+    for (const json &line : run.objects) {
+        if (line.contains("reply")) {
+            replies.push_back(line["reply"].get<std::string>());
+        }
+    }
+    EXPECT_EQ(replies,
+              (std::vector<std::string>{
+                  "hang: the motion library is not loaded yet (turn flip or rotation on first)",
+                  "sensorsvc: the sensor service is not loaded yet (enable a sensor first)",
+                  "hub: the sensor hub is not loaded yet (enable a fusion channel first)",
+                  "usage: hang MS", "usage: hang MS", "usage: sensorsvc die|restart",
+                  "usage: sensorsvc die|restart", "input: unknown node event9 (event1..event3)",
+                  "input: unknown node ../event1 (event1..event3)", "usage: input NODE HEX",
+                  "usage: input NODE HEX"}));
+}
+
+// The sensor service dies and comes back: the library forgets its sensors,
+// reconnects on the next setting, and rotation results come again.
+TEST(VyrdTest, SensorServiceDiesAndComesBack) {
+    TempDir tmp;
+    const std::string root = tmp.Path() + "/phone";
+    VyrdRun run = RunVyrd(
+        tmp, With(Common(root),
+                  {"-c", "rotation on",       "-c", "sleep 300",     "-c", "scenario rotate",
+                   "-c", "sleep 1500",        "-c", "sensorsvc die", "-c", "sleep 200",
+                   "-c", "sensorsvc restart", "-c", "rotation off",  "-c", "rotation on",
+                   "-c", "sleep 300",         "-c", "scenario rest", "-c", "sleep 500",
+                   "-c", "scenario rotate",   "-c", "sleep 1500"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err.find("library ended"), std::string::npos);
+    auto replies = Replies(run, "sensorsvc");
+    ASSERT_EQ(replies.size(), 2u);
+    EXPECT_EQ(replies[0]["reply"], "sensorsvc: died");
+    EXPECT_EQ(replies[1]["reply"], "sensorsvc: restarted");
+
+    constexpr int kRotation = 7;
+    const std::vector<int> landscape{1, 1};
+    const size_t died = ReplyIndex(run, "sensorsvc", "die");
+    const size_t again = ReplyIndex(run, "rotation", "on", 1);
+    ASSERT_LT(again, run.objects.size());
+    const auto before = ResultsIn(run, kRotation, 0, died);
+    const auto after = ResultsIn(run, kRotation, again);
+    EXPECT_NE(std::find(before.begin(), before.end(), landscape), before.end());
+    EXPECT_NE(std::find(after.begin(), after.end(), landscape), after.end());
+    EXPECT_NE(ReadText(root + "/logcat.txt").find("sensor service died"), std::string::npos);
+}
+
+// The sensor hub restarts: the library configures it again, and two knocks
+// on channel 0 still make a back tap.
+TEST(VyrdTest, HubResetKeepsBackTap) {
+    TempDir tmp;
+    VyrdRun run = RunVyrd(tmp, With(Common(tmp.Path() + "/phone"),
+                                    {"-c", "motion-on 25,1", "-c", "sleep 500", "-c", "hub reset",
+                                     "-c", "sleep 300", "-c", "hub 0 0,0,20", "-c", "sleep 250",
+                                     "-c", "hub 0 0,0,9.8", "-c", "sleep 1500"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    const size_t reset = ReplyIndex(run, "hub", "reset");
+    ASSERT_LT(reset, run.objects.size());
+    EXPECT_EQ(run.objects[reset]["reply"], "hub: reset");
+    constexpr int kBackTap = 25;
+    EXPECT_FALSE(ResultsIn(run, kBackTap, reset).empty());
+}
+
+// A truncated input event on the finger node: the library logs it and goes
+// on reading whole events.
+TEST(VyrdTest, TruncatedInputEventIsSurvived) {
+    TempDir tmp;
+    const std::string root = tmp.Path() + "/phone";
+    VyrdRun run = RunVyrd(
+        tmp, With(Common(root),
+                  {"-c", "backtap on", "-c", "sleep 200", "-c", "input event1 0102030405", "-c",
+                   "sleep 300", "-c", "touch down 0,540,1200", "-c", "sleep 300", "-c", "help"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err.find("library ended"), std::string::npos);
+    EXPECT_EQ(ReplyText(run, "input"), "input event1: 5 bytes");
+    EXPECT_FALSE(ReplyText(run, "help").empty());
+    const std::string log = ReadText(root + "/logcat.txt");
+    EXPECT_NE(log.find("wrong size=5"), std::string::npos);
+    EXPECT_NE(log.find("finger id: 0 down"), std::string::npos);
+}
+
+// A full disk (a file-size limit on the daemon): the library's writes fail
+// and the daemon goes on serving.
+TEST(VyrdTest, FileSizeLimitDoesNotEndTheDaemon) {
+    TempDir tmp;
+    const std::string root = tmp.Path() + "/phone";
+    ASSERT_EQ(RunVyrd(tmp, Common(root)).status, 0);
+    WriteText(root + "/logcat.txt", "");
+    constexpr rlim_t kLimit = 4096;
+    VyrdRun run =
+        RunVyrd(tmp, With(Common(root), {"-c", "rotation on", "-c", "sleep 300", "-c", "version"}),
+                "", kLimit);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(ReplyText(run, "version").find("VyrHal/Version:"), std::string::npos);
+    EXPECT_EQ(std::filesystem::file_size(root + "/logcat.txt"), kLimit);
+}
+
+// A gesture call that never answers: the library's watchdog ends the process
+// through its SOS path, and the next start counts one more reboot. The one
+// slow test here (the watchdog waits 20 s, the exit about 10 s more).
+TEST(VyrdTest, HangEndsTheDaemonThroughSos) {
+    TempDir tmp;
+    const std::string root = tmp.Path() + "/phone";
+    const auto start = std::chrono::steady_clock::now();
+    VyrdRun run =
+        RunVyrd(tmp, With(Common(root), {"-c", "flip on", "-c", "sleep 300", "-c", "scenario rest",
+                                         "-c", "hang 60000", "-c", "sleep 58000"}));
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.err.find("vyrd: library ended the process"), std::string::npos) << run.err;
+    EXPECT_EQ(ReplyText(run, "hang"), "hang 60000: armed");
+    EXPECT_LT(elapsed, std::chrono::seconds(45));
+    EXPECT_NE(ReadText(root + "/logcat.txt").find("DoSos"), std::string::npos);
+
+    auto before = vyrsim::ReadProperties(root + "/properties");
+    ASSERT_EQ(RunVyrd(tmp, Common(root)).status, 0);
+    auto after = vyrsim::ReadProperties(root + "/properties");
+    EXPECT_EQ(std::stoi(after["odm.vyr.dae_reboot_times"]),
+              std::stoi(before["odm.vyr.dae_reboot_times"]) + 1);
 }
 
 }  // namespace

@@ -11,8 +11,15 @@
 //    stands up but reads far for 10 samples in a row; 99 otherwise.
 //  - wrist flip: see WristFlipRule.cpp.
 // The caller's context block is not used: the counts live in the library.
+// Test control (motion_sim.h): after MotionSimHang(ms), the next call of
+// FlipGestrueRecognize or oritationRecognize (whichever comes first, once)
+// sleeps ms milliseconds before it answers.
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 
+#include "libs/motion/motion_sim.h"
 #include "platform/api/motion_api.h"
 
 #define VYR_EXPORT __attribute__((visibility("default")))
@@ -30,11 +37,26 @@ int32_t gFaceUpCount = 0;
 int32_t gNearCount = 0;
 int32_t gFarCount = 0;
 
+// Milliseconds that the next flip or orientation call sleeps; 0 when none.
+std::atomic<int32_t> gHangMs{0};
+
+void HangIfArmed() {
+    const int32_t ms = gHangMs.exchange(0);
+    if (ms > 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+    }
+}
+
 }  // namespace
 
 extern "C" {
 
+VYR_EXPORT void MotionSimHang(int32_t ms) {
+    gHangMs.store(ms > 0 ? ms : 0);
+}
+
 VYR_EXPORT int32_t FlipGestrueRecognize(int32_t /*accX*/, int32_t /*accY*/, int32_t accZ) {
+    HangIfArmed();
     gFaceDownCount = accZ < -kGravityOnAxis ? gFaceDownCount + 1 : 0;
     gFaceUpCount = accZ > kGravityOnAxis ? gFaceUpCount + 1 : 0;
     if (gFaceDownCount >= kFlipSamples) {
@@ -55,6 +77,7 @@ VYR_EXPORT void CleanStatusForFlip(void) {
 
 VYR_EXPORT int32_t oritationRecognize(int32_t accX, int32_t accY, int32_t accZ,
                                       int64_t /*timestamp*/, void * /*state*/) {
+    HangIfArmed();
     const int32_t ax = std::abs(accX);
     const int32_t ay = std::abs(accY);
     const int32_t az = std::abs(accZ);
