@@ -180,9 +180,13 @@ void Posture::PostureSwitch(std::string client, bool enable) {
         mNeedInit = true;
         mLastResult.posture = -1;
         mStatus = 0.0f;
-    } else {
+    } else if (!now) {
         mNeedInit = false;
     }
+    // A client that joins before the first good hinge event keeps the
+    // library's set-up pending: clearing it then would leave the library
+    // without its parameters, and silent, for as long as any client stays
+    // (clients ask together when the daemon starts again).
     const bool sensorsSet = SensorEnable(client, kType, enable);
     RebuildResample();
     if (!sensorsSet) {

@@ -196,6 +196,20 @@ TEST_F(MotionRoadTest, PostureFirstReportErrorOnceAndGoodResultAgain) {
     EXPECT_EQ(Results(0).size(), 3u);
 }
 
+// Clients that ask together (as they do when the daemon starts again) before
+// the first hinge event: the library is still set up, and both are told.
+TEST_F(MotionRoadTest, PostureClientsAskingTogetherBothGetTheFirstReport) {
+    Run("posture-on", "20", "app");
+    Run("posture-on", "20", "settings");
+    ASSERT_TRUE(WaitForMessage(
+        [](const vyr_msg_t &msg) {
+            return msg.client == "settings" && msg.type == 0 &&
+                   msg.data == std::vector<int32_t>{3, 180, 0};
+        },
+        4000));
+    EXPECT_TRUE(LogcatHas("run initPostureParameter"));
+}
+
 TEST_F(MotionRoadTest, PostureDropPausesForOneSecond) {
     Run("posture-on", "20", "app");
     ASSERT_TRUE(WaitResult(0, {3, 180, 0}));
