@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -71,7 +72,11 @@ std::string FindSanitizerReport(const std::string &text) {
 
 }  // namespace
 
-SoakRun::SoakRun(Options options) : mOpt(std::move(options)), mLedger([this]() { return Now(); }) {}
+SoakRun::SoakRun(Options options) : mOpt(std::move(options)), mLedger([this]() { return Now(); }) {
+    for (const auto &[client, key] : SteadyAsks()) {
+        mWanted.insert({client, key});
+    }
+}
 
 std::string SoakRun::LogDir() const {
     return mOpt.root + "/" + kLogDir;
@@ -98,7 +103,20 @@ void SoakRun::Send(const std::string &client, const std::string &text, bool malf
         mVyrd->Send("client " + client);
         mClient = client;
     }
+    if (mOpt.verbose) {
+        fprintf(stderr, "%9.3f > %s: %s\n", static_cast<double>(Now()) / 1000.0, client.c_str(),
+                text.c_str());
+    }
     mLedger.Sent(client, text, malformed);
+    if (!malformed) {
+        for (const Feature &feature : Features()) {
+            if (text == feature.onCommand) {
+                mWanted.insert({client, feature.key});
+            } else if (text == feature.offCommand) {
+                mWanted.erase({client, feature.key});
+            }
+        }
+    }
     mVyrd->Send(text);
 }
 
@@ -147,7 +165,8 @@ bool SoakRun::StartLife() {
                       [this, verbose](const std::string &line) {
                           mLedger.OnLine(line);
                           if (verbose) {
-                              printf("%s\n", line.c_str());
+                              fprintf(stderr, "%9.3f < %s\n", static_cast<double>(Now()) / 1000.0,
+                                      line.c_str());
                           }
                       })) {
         Note("cannot start " + mOpt.vyrd);
@@ -171,7 +190,9 @@ bool SoakRun::StartLife() {
         mCrashes.push_back("daemon " + std::to_string(mLives.size()) + " did not start");
         return false;
     }
-    for (const auto &[client, key] : SteadyAsks()) {
+    // A new daemon knows no client: each asks again for what it wants.
+    const auto wanted = mWanted;
+    for (const auto &[client, key] : wanted) {
         Send(client, FindFeature(key)->onCommand);
     }
     Note("daemon " + std::to_string(mLives.size()) + " started, pid " +
@@ -275,6 +296,10 @@ void SoakRun::EndFault(FaultKind kind) {
             break;
         case FaultKind::SensorServiceDeath:
             Send(kSteadyClient, "sensorsvc restart");
+            // The library keeps its sensors' settings over the new
+            // connection and tells the new service only a setting that
+            // differs: the clients ask again, as on a service restart notice.
+            AskAgain({"motion", "posture"});
             expect("motion");
             expect("posture");
             break;
@@ -296,6 +321,18 @@ void SoakRun::EndFault(FaultKind kind) {
                 expect(what);
             }
             break;
+    }
+}
+
+void SoakRun::AskAgain(const std::vector<std::string> &modules) {
+    const auto wanted = mWanted;
+    for (bool on : {false, true}) {
+        for (const auto &[client, key] : wanted) {
+            const Feature *feature = FindFeature(key);
+            if (std::find(modules.begin(), modules.end(), feature->module) != modules.end()) {
+                Send(client, on ? feature->onCommand : feature->offCommand);
+            }
+        }
     }
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,8 @@ private:
     void BeginFault(FaultKind kind);
     void EndFault(FaultKind kind);
     void AwaitSos();
+    // Every client switches its features of `modules` off and on again.
+    void AskAgain(const std::vector<std::string> &modules);
     void HideLibraries(bool hide);
     void LimitFileSize(bool limit);
     void Sample();
@@ -85,6 +88,8 @@ private:
     Ledger mLedger;
     std::unique_ptr<VyrdProcess> mVyrd;
     std::string mClient;
+    // What each client wants on: (client, feature key).
+    std::set<std::pair<std::string, std::string>> mWanted;
     std::vector<FaultRecord> mFaults;
     std::vector<LifeRecord> mLives;
     std::vector<std::string> mCrashes;

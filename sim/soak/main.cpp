@@ -37,7 +37,8 @@ int main(int argc, char **argv) {
         ->capture_default_str();
     app.add_option("--json", jsonPath, "Also write the JSON summary to FILE");
     app.add_flag("--plan", printPlan, "Print the plan of the seed and length, and stop");
-    app.add_flag("-v,--verbose", opt.verbose, "Print the daemon's lines and every fault");
+    app.add_flag("-v,--verbose", opt.verbose,
+                 "Print every command, every line of the daemon and every fault on standard error");
     CLI11_PARSE(app, argc, argv);
 
     if (app.count("--seed") == 0) {
