@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite: a plain build, then the same suite
-# built with AddressSanitizer and UndefinedBehaviorSanitizer (clang), the
-# threaded roads built with ThreadSanitizer, and the fuzz targets for 40
-# seconds each.
+# built with AddressSanitizer and UndefinedBehaviorSanitizer (clang) and a
+# short soak and fault run on that build, the threaded roads built with
+# ThreadSanitizer, and the fuzz targets for 40 seconds each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -19,6 +19,10 @@ scripts/build.sh build-asan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang \
 export ASAN_OPTIONS=detect_leaks=0:abort_on_error=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 (cd build-asan && ctest --output-on-failure -j "$jobs")
+
+echo "== soak and fault run (60 s of use, seed 1, sanitizer build)"
+VYR_SOAK_BUILD=build-asan scripts/soak.sh 60 1 --root build-asan/soak-sandbox \
+  --warmup-ms 15000 --pss-bound-kb 65536
 
 echo "== thread sanitizer build (the threaded roads)"
 scripts/build.sh build-tsan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang \

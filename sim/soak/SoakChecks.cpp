@@ -64,7 +64,7 @@ void CheckCsvFile(const fs::path &path, CsvReport &report) {
                         std::to_string(columns));
             continue;
         }
-        if (line.find_first_not_of("0123456789.,-+eEinfa") != std::string::npos) {
+        if (line.find_first_not_of("0123456789.,-+eEinfa ") != std::string::npos) {
             Problem(report, name, lineNumber, "a field that is not a number");
             continue;
         }

@@ -19,7 +19,8 @@ struct CsvReport {
 };
 
 // Every `*.csv` under `dir`: a label line, a column line, then data lines
-// that each end with a newline and have as many fields as the column line.
+// that each end with a newline and have as many fields as the column line,
+// every field a number (blanks allowed).
 CsvReport CheckCsvFiles(const std::string &dir);
 
 // Proportional set size of a process in kB (smaps_rollup); -1 when unknown.

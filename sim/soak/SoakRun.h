@@ -24,7 +24,9 @@ struct Options {
     int64_t lengthMs = 180000;
     uint64_t seed = 0;
     int64_t recoveryMs = 15000;  // a module's results must come again within this after a fault
-    int64_t warmupMs = 15000;    // memory and descriptors are judged after this much of a life
+    // Memory and descriptors are judged after this much of a life: one fault
+    // cycle, so that every library loaded on first use has been loaded.
+    int64_t warmupMs = 50000;
     int64_t pssBoundKb = 4096;   // allowed PSS growth over a life after the warm-up
     int64_t fdBound = 2;         // allowed growth of open descriptors
     int64_t hangWaitMs = 60000;  // how long the watchdog may take to end a hung daemon
