@@ -50,6 +50,7 @@ void Ledger::Sent(const std::string &client, const std::string &text, bool malfo
 void Ledger::NewLife() {
     std::lock_guard<std::mutex> lock(mMutex);
     mStates.clear();
+    mAfterOffAllowed.clear();
     mSawInit = false;
 }
 
@@ -84,8 +85,12 @@ void Ledger::OnLine(const std::string &line) {
         for (const Feature &feature : Features()) {
             if (text == feature.onCommand) {
                 mStates[{client, feature.key}] = State::On;
+                mAfterOffAllowed.erase({client, feature.key});
             } else if (text == feature.offCommand) {
                 mStates[{client, feature.key}] = State::Off;
+                if (std::string(feature.module) == "activity") {
+                    mAfterOffAllowed.insert({client, feature.key});
+                }
             }
         }
         return;
@@ -142,6 +147,11 @@ void Ledger::CheckResult(const std::string &client, const std::string &key,
                          const std::string &module, const std::string &what) {
     ++mCounts.results[module];
     const auto state = mStates.find({client, key});
+    if (state != mStates.end() && state->second == State::Off &&
+        mAfterOffAllowed.erase({client, key}) > 0) {
+        ++mCounts.activityEventsAfterOff;
+        return;
+    }
     if (state == mStates.end() || state->second == State::Off) {
         ++mViolations;
         if (mViolationTexts.size() < kViolationTextsKept) {

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,9 @@ struct Counts {
     uint64_t malformedQueueMessages = 0;
     std::map<std::string, uint64_t> results;  // per module
     uint64_t otherResults = 0;
+    // Activity events after the client's off that the activity's event mask
+    // still lets through (one per activity and off; see Ledger).
+    uint64_t activityEventsAfterOff = 0;
 };
 
 class Ledger {
@@ -64,6 +68,10 @@ private:
     std::function<int64_t()> mClock;
     std::mutex mMutex;
     std::map<std::pair<std::string, std::string>, State> mStates;  // (client, feature key)
+    // Activities switched off that may still send one event: the module drops
+    // an event type from an activity's mask only for the client that leaves
+    // last, so one type stays armed until the activity is switched on again.
+    std::set<std::pair<std::string, std::string>> mAfterOffAllowed;
     Counts mCounts;
     std::vector<Expectation> mExpectations;
     uint64_t mViolations = 0;

@@ -39,15 +39,21 @@ const char *const kBadCommands[] = {
 
 class Planner {
 public:
-    Planner(uint64_t seed, int64_t lengthMs) : mRng(seed) {
+    Planner(uint64_t seed, int64_t lengthMs) : mSeed(seed) {
         mPlan.seed = seed;
         mPlan.lengthMs = lengthMs;
     }
 
+    // Each part of the plan draws from a stream of its own, so that the
+    // beginning of a plan does not depend on its length.
     Plan Make() {
+        Stream(1);
         PlanRounds();
+        Stream(2);
         PlanToggles();
+        Stream(3);
         PlanBadInput();
+        Stream(4);
         PlanFaults();
         std::stable_sort(mPlan.steps.begin(), mPlan.steps.end(),
                          [](const Step &a, const Step &b) { return a.atMs < b.atMs; });
@@ -80,6 +86,7 @@ private:
         mPlan.steps.push_back(step);
     }
 
+    void Stream(uint64_t part) { mRng.seed(mSeed * 4 + part); }
     double Uniform(double lo, double hi) { return std::uniform_real_distribution<>(lo, hi)(mRng); }
     int Pick(int count) { return std::uniform_int_distribution<>(0, count - 1)(mRng); }
     int64_t Pause(double meanMs) {
@@ -215,6 +222,7 @@ private:
         }
     }
 
+    uint64_t mSeed;
     std::mt19937_64 mRng;
     Plan mPlan;
 };

@@ -298,8 +298,10 @@ void SoakRun::EndFault(FaultKind kind) {
             Send(kSteadyClient, "sensorsvc restart");
             // The library keeps its sensors' settings over the new
             // connection and tells the new service only a setting that
-            // differs: the clients ask again, as on a service restart notice.
-            AskAgain({"motion", "posture"});
+            // differs, and a sensor shared by modules changes only when all
+            // of them let it go: every client switches everything off and on
+            // again, as on a service restart notice.
+            AskAgain({"motion", "posture", "camera", "activity"});
             expect("motion");
             expect("posture");
             break;
@@ -605,7 +607,7 @@ nlohmann::ordered_json SoakRun::Summarise(bool &pass) {
     summary["seed"] = mOpt.seed;
     summary["seconds"] = mOpt.lengthMs / 1000;
     summary["sandbox"] = mOpt.root;
-    summary["handled"] = {{"commands", counts.replies},
+    summary["handled"] = {{"replies", counts.replies},
                           {"commandsSent", counts.commandsSent},
                           {"malformedInputsSent", counts.malformedSent},
                           {"samplesInCsvFiles", csv.dataLines},
@@ -615,6 +617,7 @@ nlohmann::ordered_json SoakRun::Summarise(bool &pass) {
                           {"malformedQueueMessages", counts.malformedQueueMessages}};
     ordered_json results = counts.results;
     results["other clients"] = counts.otherResults;
+    results["activity events after off (allowed, one per off)"] = counts.activityEventsAfterOff;
     summary["results"] = results;
     summary["faults"] = {{"injected", mFaults.size()},
                          {"survived", survived},

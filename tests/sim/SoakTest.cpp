@@ -37,6 +37,12 @@ TEST(SoakPlan, SameSeedSamePlanEveryFaultInAMinute) {
                                            FaultKind::DiskFull, FaultKind::LogDirDeleted,
                                            FaultKind::Hang}));
     EXPECT_GT(malformed, 20u);
+
+    // A longer run of the same seed begins the same way.
+    const std::string text = soak::PlanText(a);
+    const std::string longer = soak::PlanText(soak::MakePlan(42, 120000));
+    const std::string body = text.substr(text.find('\n') + 1);
+    EXPECT_EQ(longer.find(body.substr(0, body.size() / 2)), longer.find('\n') + 1);
 }
 
 TEST(SoakPlan, ClientsAlternateOnAndOffPerFeature) {
@@ -103,9 +109,18 @@ TEST(SoakLedger, ActivityEventsAreJudgedPerActivityAndMeetExpectations) {
     EXPECT_EQ(ledger.ViolationCount(), 1u);  // hand held (4) was never switched on
     EXPECT_EQ(ledger.GetExpectations()[activity].metMs, 450);
     EXPECT_EQ(ledger.GetExpectations()[camera].metMs, -1);
+    // Switched off, an activity may still tell one event of the type its
+    // mask keeps; a second is a violation.
+    ledger.Sent("ar-client", "ar-off 3,1;3,2", false);
+    ledger.OnLine(Reply("ar-client", "ar-off", "3,1;3,2"));
+    ledger.OnLine(Result("ar-client", 0, "1,3,0,0,0,0", 24));
+    EXPECT_EQ(ledger.ViolationCount(), 1u);
+    EXPECT_EQ(ledger.GetCounts().activityEventsAfterOff, 1u);
+    ledger.OnLine(Result("ar-client", 0, "2,3,0,0,0,0", 24));
+    EXPECT_EQ(ledger.ViolationCount(), 2u);
     ledger.NewLife();
     ledger.OnLine(Result("ar-client", 0, "1,3,0,0,0,0", 24));
-    EXPECT_EQ(ledger.ViolationCount(), 2u);  // a new daemon knows no client
+    EXPECT_EQ(ledger.ViolationCount(), 3u);  // a new daemon knows no client
 }
 
 TEST(SoakChecks, CsvFilesWithTornOrRaggedLinesAreFound) {
