@@ -2,12 +2,12 @@
 # Builds and runs the whole test suite: a plain build, then the same suite
 # built with AddressSanitizer and UndefinedBehaviorSanitizer (clang) and a
 # short soak and fault run on that build, the threaded roads built with
-# ThreadSanitizer, and the fuzz targets for 40 seconds each.
+# ThreadSanitizer, and the fuzz targets for 30 seconds each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 jobs=$(nproc)
-fuzz_seconds=${VYR_FUZZ_SECONDS:-40}
+fuzz_seconds=${VYR_FUZZ_SECONDS:-30}
 
 echo "== plain build"
 scripts/build.sh build -DCMAKE_BUILD_TYPE=RelWithDebInfo

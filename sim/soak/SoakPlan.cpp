@@ -61,30 +61,17 @@ public:
     }
 
 private:
-    void Add(int64_t at, StepKind kind, const std::string &client, const std::string &text) {
-        if (at >= mPlan.lengthMs) {
-            return;
+    // Steps past the end of the run are left out.
+    void Add(int64_t at, StepKind kind, const std::string &client, const std::string &text,
+             FaultKind fault = FaultKind::LibraryMissing) {
+        if (at < mPlan.lengthMs) {
+            mPlan.steps.push_back(Step{at, kind, client, text, fault});
         }
-        Step step;
-        step.atMs = at;
-        step.kind = kind;
-        step.client = client;
-        step.text = text;
-        mPlan.steps.push_back(step);
     }
     void Use(int64_t at, const std::string &text) {
         Add(at, StepKind::Command, kSteadyClient, text);
     }
-    void Fault(int64_t at, StepKind kind, FaultKind fault) {
-        if (at >= mPlan.lengthMs) {
-            return;
-        }
-        Step step;
-        step.atMs = at;
-        step.kind = kind;
-        step.fault = fault;
-        mPlan.steps.push_back(step);
-    }
+    void Fault(int64_t at, StepKind kind, FaultKind fault) { Add(at, kind, "", "", fault); }
 
     void Stream(uint64_t part) { mRng.seed(mSeed * 4 + part); }
     double Uniform(double lo, double hi) { return std::uniform_real_distribution<>(lo, hi)(mRng); }

@@ -149,6 +149,7 @@ void SoakRun::LimitFileSize(bool limit) {
 bool SoakRun::StartLife() {
     mLedger.NewLife();
     mClient.clear();
+    mServiceDown = false;
     LifeRecord life;
     life.startMs = Now();
     life.rebootTimesBefore = RebootTimes();
@@ -250,6 +251,7 @@ void SoakRun::BeginFault(FaultKind kind) {
     switch (kind) {
         case FaultKind::SensorServiceDeath:
             Send(kSteadyClient, "sensorsvc die");
+            mServiceDown = true;
             break;
         case FaultKind::HubReset:
             Send(kSteadyClient, "hub reset");
@@ -296,6 +298,7 @@ void SoakRun::EndFault(FaultKind kind) {
             break;
         case FaultKind::SensorServiceDeath:
             Send(kSteadyClient, "sensorsvc restart");
+            mServiceDown = false;
             // The library keeps its sensors' settings over the new
             // connection and tells the new service only a setting that
             // differs, and a sensor shared by modules changes only when all
@@ -324,6 +327,20 @@ void SoakRun::EndFault(FaultKind kind) {
             }
             break;
     }
+}
+
+bool SoakRun::HoldSwitch(const std::string &client, const std::string &text) {
+    for (const Feature &feature : Features()) {
+        if (text == feature.onCommand) {
+            mWanted.insert({client, feature.key});
+            return true;
+        }
+        if (text == feature.offCommand) {
+            mWanted.erase({client, feature.key});
+            return true;
+        }
+    }
+    return false;
 }
 
 void SoakRun::AskAgain(const std::vector<std::string> &modules) {
@@ -374,6 +391,9 @@ void SoakRun::AwaitSos() {
 void SoakRun::DoStep(const Step &step) {
     switch (step.kind) {
         case StepKind::Command:
+            if (mServiceDown && HoldSwitch(step.client, step.text)) {
+                break;
+            }
             Send(step.client, step.text);
             break;
         case StepKind::BadInput:

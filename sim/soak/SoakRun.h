@@ -76,6 +76,8 @@ private:
     void AwaitSos();
     // Every client switches its features of `modules` off and on again.
     void AskAgain(const std::vector<std::string> &modules);
+    // A client's feature switch, kept for later; false for other commands.
+    bool HoldSwitch(const std::string &client, const std::string &text);
     void HideLibraries(bool hide);
     void LimitFileSize(bool limit);
     void Sample();
@@ -92,6 +94,9 @@ private:
     std::string mClient;
     // What each client wants on: (client, feature key).
     std::set<std::pair<std::string, std::string>> mWanted;
+    // While the sensor service is down the clients' switches wait: the library
+    // keeps no record of a request whose sensor it cannot find.
+    bool mServiceDown = false;
     std::vector<FaultRecord> mFaults;
     std::vector<LifeRecord> mLives;
     std::vector<std::string> mCrashes;
