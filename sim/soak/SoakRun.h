@@ -67,7 +67,7 @@ private:
     int64_t Now() const { return mPlanMs.load(); }
     void Tick();
     bool StartLife();
-    // The daemon ended; false when that was not expected.
+    // The daemon ended: records how, and whether that was expected.
     void EndLife(int status, bool sosExpected);
     void Send(const std::string &client, const std::string &text, bool malformed = false);
     void DoStep(const Step &step);
