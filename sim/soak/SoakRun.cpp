@@ -111,8 +111,10 @@ void SoakRun::Send(const std::string &client, const std::string &text, bool malf
         for (const Feature &feature : Features()) {
             if (text == feature.onCommand) {
                 mWanted.insert({client, feature.key});
+                mToldOn.insert({client, feature.key});
             } else if (text == feature.offCommand) {
                 mWanted.erase({client, feature.key});
+                mToldOn.erase({client, feature.key});
             }
         }
     }
@@ -149,6 +151,7 @@ bool SoakRun::StartLife() {
     mLedger.NewLife();
     mClient.clear();
     mServiceDown = false;
+    mToldOn.clear();
     LifeRecord life;
     life.startMs = Now();
     life.rebootTimesBefore = RebootTimes();
@@ -343,9 +346,13 @@ bool SoakRun::HoldSwitch(const std::string &client, const std::string &text) {
 }
 
 void SoakRun::AskAgain(const std::vector<std::string> &modules) {
+    // Off goes to everything the daemon was told to switch on, held switches
+    // included; on to what the clients want now.
+    auto told = mToldOn;
     const auto wanted = mWanted;
+    told.insert(wanted.begin(), wanted.end());
     for (bool on : {false, true}) {
-        for (const auto &[client, key] : wanted) {
+        for (const auto &[client, key] : on ? wanted : told) {
             const Feature *feature = FindFeature(key);
             if (std::find(modules.begin(), modules.end(), feature->module) != modules.end()) {
                 Send(client, on ? feature->onCommand : feature->offCommand);

@@ -92,8 +92,10 @@ private:
     Ledger mLedger;
     std::unique_ptr<VyrdProcess> mVyrd;
     std::string mClient;
-    // What each client wants on: (client, feature key).
+    // What each client wants on, and what it has told the daemon it wants
+    // (they differ while switches are held): (client, feature key).
     std::set<std::pair<std::string, std::string>> mWanted;
+    std::set<std::pair<std::string, std::string>> mToldOn;
     // While the sensor service is down the clients' switches wait: the library
     // keeps no record of a request whose sensor it cannot find.
     bool mServiceDown = false;
