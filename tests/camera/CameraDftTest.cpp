@@ -18,18 +18,6 @@ constexpr int32_t kFaceId = CAMERA_FACE_ID;
 
 class CameraDftTest : public CameraFixture {
 protected:
-    int32_t AoRotation(int32_t rotation) {
-        auto send = AoSym<VyrAoSimRotation_t>("VyrAoSimRotation");
-        return send != nullptr ? send(rotation) : -2;
-    }
-    int32_t AoFaceDirection(int32_t rotation) {
-        auto send = AoSym<VyrAoSimFaceDirection_t>("VyrAoSimFaceDirection");
-        return send != nullptr ? send(rotation) : -2;
-    }
-    bool AoSync() {
-        auto sync = AoSym<VyrAoSimSync_t>("VyrAoSimSync");
-        return sync != nullptr && sync(3000) == 0;
-    }
     // The record's file: the key content, the separator, then one line per
     // finished camera run.
     std::vector<std::string> RecordLines(const std::string &file) {

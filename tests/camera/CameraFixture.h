@@ -92,6 +92,24 @@ protected:
         void *handle = Standin("libVyrAoClient.so");
         return handle != nullptr ? reinterpret_cast<T>(dlsym(handle, name)) : nullptr;
     }
+    // Answers of the simulated always-on service (-2 when it is not loaded).
+    int32_t AoRotation(int32_t rotation) {
+        auto send = AoSym<VyrAoSimRotation_t>("VyrAoSimRotation");
+        return send != nullptr ? send(rotation) : -2;
+    }
+    int32_t AoFaceDirection(int32_t rotation) {
+        auto send = AoSym<VyrAoSimFaceDirection_t>("VyrAoSimFaceDirection");
+        return send != nullptr ? send(rotation) : -2;
+    }
+    int32_t AoFaceId(const std::vector<int32_t> &values) {
+        auto send = AoSym<VyrAoSimFaceId_t>("VyrAoSimFaceId");
+        return send != nullptr ? send(values.data(), static_cast<uint32_t>(values.size())) : -2;
+    }
+    // Waits until every queued answer has been delivered.
+    bool AoSync() {
+        auto sync = AoSym<VyrAoSimSync_t>("VyrAoSimSync");
+        return sync != nullptr && sync(3000) == 0;
+    }
     int32_t PipelineActive() {
         auto active = AoSym<VyrAoSimPipelineActive_t>("VyrAoSimPipelineActive");
         return active != nullptr ? active(Camera::kPipelineFrontTof) : -1;

@@ -17,25 +17,7 @@ constexpr int32_t kDirection = CAMERA_FACE_DIRECTION;
 constexpr int32_t kGaze = CAMERA_EYE_GAZE;
 constexpr int32_t kFaceId = CAMERA_FACE_ID;
 
-class CameraRoadTest : public CameraFixture {
-protected:
-    int32_t AoRotation(int32_t rotation) {
-        auto send = AoSym<VyrAoSimRotation_t>("VyrAoSimRotation");
-        return send != nullptr ? send(rotation) : -2;
-    }
-    int32_t AoFaceDirection(int32_t rotation) {
-        auto send = AoSym<VyrAoSimFaceDirection_t>("VyrAoSimFaceDirection");
-        return send != nullptr ? send(rotation) : -2;
-    }
-    int32_t AoFaceId(const std::vector<int32_t> &values) {
-        auto send = AoSym<VyrAoSimFaceId_t>("VyrAoSimFaceId");
-        return send != nullptr ? send(values.data(), static_cast<uint32_t>(values.size())) : -2;
-    }
-    bool AoSync() {
-        auto sync = AoSym<VyrAoSimSync_t>("VyrAoSimSync");
-        return sync != nullptr && sync(3000) == 0;
-    }
-};
+class CameraRoadTest : public CameraFixture {};
 
 // The acceptance road: in the dark a turn of the phone wakes the TOF camera,
 // a frame shows the face, and the fused orientation goes to the client.
