@@ -156,6 +156,9 @@ public:
     void SaveCameraRawData(uint64_t frame, uint32_t function, const void *data, size_t size);
     void BetaSaveFaceIdRawData(std::string name, bool encrypted);
     void ProcessFaceUnInit();
+    // The face-id connection of the always-on service, stopped and started
+    // again so that it learns the current templates.
+    void RestartFaceIdService();
     void TemplateNv21ToAon(const uint8_t *src, uint32_t w, uint32_t h, uint8_t *dst, uint32_t dw,
                            uint32_t dh);
     void FaceIdTemplateEmulate();

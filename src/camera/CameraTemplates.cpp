@@ -155,10 +155,7 @@ void Camera::ProcessFaceUnInit() {
     mFaceIdMap = -1;
     // Either way the service connects anew and learns the new templates.
     if (IsTypeEnabled(CAMERA_FACE_ID)) {
-        LOGI("noven service faceid type stop");
-        VyrNovenClientEnable(false, kServiceFaceId);
-        LOGI("noven service faceid type restart");
-        VyrNovenClientEnable(true, kServiceFaceId);
+        RestartFaceIdService();
     } else {
         LOGI("noven service faceid type start");
         VyrNovenClientEnable(true, kServiceFaceId);
@@ -180,11 +177,15 @@ void Camera::ProcessFaceDelete(std::vector<uint8_t> &data) {
     mFaceTemplates.clear();
     mFaceIdMap = -1;
     if (IsTypeEnabled(CAMERA_FACE_ID)) {
-        LOGI("noven service faceid type stop");
-        VyrNovenClientEnable(false, kServiceFaceId);
-        LOGI("noven service faceid type restart");
-        VyrNovenClientEnable(true, kServiceFaceId);
+        RestartFaceIdService();
     }
+}
+
+void Camera::RestartFaceIdService() {
+    LOGI("noven service faceid type stop");
+    VyrNovenClientEnable(false, kServiceFaceId);
+    LOGI("noven service faceid type restart");
+    VyrNovenClientEnable(true, kServiceFaceId);
 }
 
 void Camera::TemplateNv21ToAon(const uint8_t *src, uint32_t w, uint32_t h, uint8_t *dst,
