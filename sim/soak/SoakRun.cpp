@@ -31,6 +31,22 @@ constexpr size_t kGrowthWindow = 5;
 // Long enough that only the watchdog ends it.
 constexpr const char *kHangCommand = "hang 600000";
 
+// Records a client's feature switch in `features`; false for any other command.
+bool ApplySwitch(std::set<std::pair<std::string, std::string>> &features, const std::string &client,
+                 const std::string &text) {
+    for (const Feature &feature : Features()) {
+        if (text == feature.onCommand) {
+            features.insert({client, feature.key});
+            return true;
+        }
+        if (text == feature.offCommand) {
+            features.erase({client, feature.key});
+            return true;
+        }
+    }
+    return false;
+}
+
 int64_t WallMs() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(
                std::chrono::steady_clock::now().time_since_epoch())
@@ -108,15 +124,8 @@ void SoakRun::Send(const std::string &client, const std::string &text, bool malf
     }
     mLedger.Sent(client, text, malformed);
     if (!malformed) {
-        for (const Feature &feature : Features()) {
-            if (text == feature.onCommand) {
-                mWanted.insert({client, feature.key});
-                mToldOn.insert({client, feature.key});
-            } else if (text == feature.offCommand) {
-                mWanted.erase({client, feature.key});
-                mToldOn.erase({client, feature.key});
-            }
-        }
+        ApplySwitch(mWanted, client, text);
+        ApplySwitch(mToldOn, client, text);
     }
     mVyrd->Send(text);
 }
@@ -332,17 +341,7 @@ void SoakRun::EndFault(FaultKind kind) {
 }
 
 bool SoakRun::HoldSwitch(const std::string &client, const std::string &text) {
-    for (const Feature &feature : Features()) {
-        if (text == feature.onCommand) {
-            mWanted.insert({client, feature.key});
-            return true;
-        }
-        if (text == feature.offCommand) {
-            mWanted.erase({client, feature.key});
-            return true;
-        }
-    }
-    return false;
+    return ApplySwitch(mWanted, client, text);
 }
 
 void SoakRun::AskAgain(const std::vector<std::string> &modules) {
