@@ -15,12 +15,15 @@
 //    byte 0); face3d_algo_destory forgets the enrolled users.
 //  - face3d_algo_get_face_image fills the crop with the identity tag;
 //    face3d_algo_yuv2ao scales by picking pixels; face3d_algo_decrypt copies.
-// Test control (face3d_sim.h): Face3dSimDestroyCount.
+// Test controls (face3d_sim.h): Face3dSimDestroyCount, Face3dSimSetDetectDelayMs.
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "device_path.h"
 #include "libs/face3d_sdk/face3d_sim.h"
@@ -46,6 +49,8 @@ State &TheState() {
     static State state;
     return state;
 }
+
+std::atomic<int32_t> gDetectDelayMs{0};
 
 }  // namespace
 
@@ -93,6 +98,10 @@ VYR_EXPORT int32_t face3d_algo_detect(uint32_t /*sense*/, const face3d_detect_op
                                       face3d_detect_result_t *result) {
     if (options == nullptr || result == nullptr) {
         return -1;
+    }
+    const int32_t delayMs = gDetectDelayMs.load();
+    if (delayMs > 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
     }
     State &state = TheState();
     std::lock_guard<std::mutex> lock(state.mutex);
@@ -276,6 +285,10 @@ VYR_EXPORT int32_t Face3dSimDestroyCount(void) {
     State &state = TheState();
     std::lock_guard<std::mutex> lock(state.mutex);
     return state.destroys;
+}
+
+VYR_EXPORT int32_t Face3dSimSetDetectDelayMs(int32_t ms) {
+    return gDetectDelayMs.exchange(ms < 0 ? 0 : ms);
 }
 
 }  // extern "C"

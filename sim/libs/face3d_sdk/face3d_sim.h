@@ -91,5 +91,10 @@ static inline int Face3dSimRead(const uint8_t *image, uint64_t size, face3d_sim_
     return 1;
 }
 
-// Test control exported by the stand-in: how often face3d_algo_destory ran.
+// Test controls exported by the stand-in:
+// Face3dSimDestroyCount: how often face3d_algo_destory ran.
 typedef int32_t (*Face3dSimDestroyCount_t)(void);
+// Face3dSimSetDetectDelayMs: every face3d_algo_detect from now on takes `ms`
+// milliseconds more (0 stops it), as a real detector that is slower than the
+// frame rate would. Returns the previous delay.
+typedef int32_t (*Face3dSimSetDetectDelayMs_t)(int32_t ms);
