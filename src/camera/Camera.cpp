@@ -104,9 +104,9 @@ bool Camera::PreInit() {
     mSupportTof = IsSupportTof();
     InitDfx();
     for (int type : {CAMERA_FACE_DIRECTION, CAMERA_FACE_ID}) {
-        mTypeSensors[type][kSensorLight] = ConnectionParam{kLightRate, 0};
+        mTypeSensors[type][SENSOR_TYPE_LIGHT] = ConnectionParam{kLightRate, 0};
     }
-    mHal.AddFrameType(kSensorLight, "SENSOR_TYPE_LIGHT");
+    mHal.AddFrameType(SENSOR_TYPE_LIGHT, "SENSOR_TYPE_LIGHT");
     return true;
 }
 

@@ -366,8 +366,8 @@ bool VyrHal::InitModules() {
     add(mSensorHub);
 
     if (mLogEnable) {
-        AddFrameType(0xf0000001, "fs_data");
-        AddFrameType(0xf0000002, "fs_result");
+        AddFrameType(SENSOR_TYPE_FS_DATA, "fs_data");
+        AddFrameType(SENSOR_TYPE_FS_RESULT, "fs_result");
         mVyrLog = std::make_shared<VyrLog>(*this);
         add(mVyrLog);
     } else {
