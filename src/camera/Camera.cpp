@@ -498,6 +498,10 @@ void Camera::OnFrameTimer() {
 
 void Camera::CameraDeInit() {
     if (mPipelineState == 5) {
+        // A start that the service refused leaves the state "off" but its
+        // frame timer standing: it goes with the last function, or it would
+        // post a stop every two seconds for good.
+        mFrameTimer.reset();
         return;
     }
     LOGI("+");
