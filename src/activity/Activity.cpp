@@ -91,28 +91,28 @@ void Activity::BuildSensorSets() {
     // Each set is the one before with more sensors: 3 and 2, then 0, then 1.
     std::map<int32_t, ConnectionParam> sensors;
     if (fusion) {
-        sensors[kSensorFusionSense] = ConnectionParam{5, 0};
-        sensors[kSensorFusionAcc] = ConnectionParam{100, 0};
+        sensors[SENSOR_TYPE_FUSION_SENSE] = ConnectionParam{5, 0};
+        sensors[SENSOR_TYPE_FUSION_ACC] = ConnectionParam{100, 0};
     } else {
-        sensors[kSensorAcc] = ConnectionParam{100, 0};
+        sensors[SENSOR_TYPE_ACCELEROMETER] = ConnectionParam{100, 0};
     }
     mTypeSensors[ar::kHandHeld] = sensors;
     mTypeSensors[ar::kMicroStill] = sensors;
-    sensors[kSensorModem] = ConnectionParam{10, 0};
+    sensors[SENSOR_TYPE_MODEM] = ConnectionParam{10, 0};
     mTypeSensors[ar::kHighSpeedRail] = sensors;
     if (fusion) {
-        sensors[kSensorFusionMag] = ConnectionParam{10, 0};
+        sensors[SENSOR_TYPE_FUSION_MAG] = ConnectionParam{10, 0};
     } else {
-        sensors[kSensorMag] = ConnectionParam{10, 1000000};
+        sensors[SENSOR_TYPE_MAGNETIC_FIELD] = ConnectionParam{10, 1000000};
     }
     mTypeSensors[ar::kMetro] = sensors;
 
     if (!fusion) {
-        mHal.AddFrameType(kSensorAcc, "SENSOR_TYPE_ACCELEROMETER");
-        mHal.AddFrameType(kSensorMag, "SENSOR_TYPE_MAGNETIC_FIELD");
+        mHal.AddFrameType(SENSOR_TYPE_ACCELEROMETER, "SENSOR_TYPE_ACCELEROMETER");
+        mHal.AddFrameType(SENSOR_TYPE_MAGNETIC_FIELD, "SENSOR_TYPE_MAGNETIC_FIELD");
     }
-    mHal.AddFrameType(kSensorModem, "SENSOR_TYPE_MODEM_PRIVATE");
-    mHal.GetSensorHub().AddPrivateSensor(kSensorModem, "modem Non-wakeup", "other");
+    mHal.AddFrameType(SENSOR_TYPE_MODEM, "SENSOR_TYPE_MODEM_PRIVATE");
+    mHal.GetSensorHub().AddPrivateSensor(SENSOR_TYPE_MODEM, "modem Non-wakeup", "other");
 }
 
 bool Activity::LastInit() {
@@ -414,8 +414,8 @@ void Activity::InjectModemEvent(int32_t rat, int32_t cid) {
     const uint64_t now = VyrHal::MonoTimeNs();
     const int32_t hsFlag = (now - mHsFlagTime <= 59999999999ULL) ? mHsFlag : 0;
     ASensorEvent event{};
-    event.sensor = kSensorModem;
-    event.type = kSensorModem;
+    event.sensor = SENSOR_TYPE_MODEM;
+    event.type = SENSOR_TYPE_MODEM;
     event.timestamp = static_cast<int64_t>(now);
     event.u64.data[0] = static_cast<uint64_t>(static_cast<int64_t>(rat));
     event.u64.data[2] = static_cast<uint64_t>(static_cast<int64_t>(cid));

@@ -22,6 +22,7 @@
 #include "platform/LibVyrArHand.h"
 #include "platform/LibVyrMicroAr.h"
 #include "platform/api/sensor_event.h"
+#include "sensor/SensorTypes.h"
 
 // One row of the activity table.
 struct ActivityEntry {
@@ -42,12 +43,6 @@ struct ArActivityState {
 
 class Activity : public ModuleBase {
 public:
-    static constexpr int32_t kSensorAcc = 1;
-    static constexpr int32_t kSensorMag = 2;
-    static constexpr int32_t kSensorModem = 0x1000000;
-    static constexpr int32_t kSensorFusionSense = 0x2000000;
-    static constexpr int32_t kSensorFusionAcc = 0x2000003;
-    static constexpr int32_t kSensorFusionMag = 0x2000005;
     // Seven days: the report interval of an activity nobody asked for yet.
     static constexpr int64_t kIdleReportInterval = 604800000000000LL;
 

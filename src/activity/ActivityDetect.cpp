@@ -54,15 +54,15 @@ void Activity::DetectActivity(ASensorEvent event) {
     ScopedWatchNode node(mHal.HasWatchdog() ? &mHal.GetWatchdog() : nullptr, "DetectActivity173",
                          kWatchLimitMs);
     switch (event.type) {
-        case kSensorModem:
+        case SENSOR_TYPE_MODEM:
             ProcessModemData(event);
             break;
-        case kSensorMag:
-        case kSensorFusionMag:
+        case SENSOR_TYPE_MAGNETIC_FIELD:
+        case SENSOR_TYPE_FUSION_MAG:
             ProcessMagData(event);
             break;
-        case kSensorAcc:
-        case kSensorFusionAcc:
+        case SENSOR_TYPE_ACCELEROMETER:
+        case SENSOR_TYPE_FUSION_ACC:
             ProcessAccData(event);
             break;
         default:

@@ -104,9 +104,9 @@ bool Camera::PreInit() {
     mSupportTof = IsSupportTof();
     InitDfx();
     for (int type : {CAMERA_FACE_DIRECTION, CAMERA_FACE_ID}) {
-        mTypeSensors[type][kSensorLight] = ConnectionParam{kLightRate, 0};
+        mTypeSensors[type][SENSOR_TYPE_LIGHT] = ConnectionParam{kLightRate, 0};
     }
-    mHal.AddFrameType(kSensorLight, "SENSOR_TYPE_LIGHT");
+    mHal.AddFrameType(SENSOR_TYPE_LIGHT, "SENSOR_TYPE_LIGHT");
     return true;
 }
 
@@ -507,6 +507,10 @@ void Camera::OnFrameTimer() {
 
 void Camera::CameraDeInit() {
     if (mPipelineState == 5) {
+        // A start that the service refused leaves the state "off" but its
+        // frame timer standing: it goes with the last function, or it would
+        // post a stop every two seconds for good.
+        mFrameTimer.reset();
         return;
     }
     LOGI("+");

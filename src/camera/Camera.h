@@ -32,6 +32,7 @@
 #include "platform/LibFace3dSdk.h"
 #include "platform/LibOpenssl.h"
 #include "platform/LibVyrAoClient.h"
+#include "sensor/SensorTypes.h"
 
 // The function types: the connection types of the module and the `type` of
 // their result messages.
@@ -86,7 +87,6 @@ struct FaceTemplate {
 
 class Camera : public ModuleBase {
 public:
-    static constexpr int32_t kSensorLight = 5;
     static constexpr uint32_t kPipelineFrontTof = 4;
     static constexpr int32_t kMotionRotation = 7;
     static constexpr uint32_t kServiceFaceDirection = 1;

@@ -16,7 +16,7 @@ constexpr int kDarkLux = 15;
 
 int Camera::GetLightLux() {
     mFrame.LockData(true);
-    const ASensorEvent event = mFrame.GetData().GetEvent(kSensorLight);
+    const ASensorEvent event = mFrame.GetData().GetEvent(SENSOR_TYPE_LIGHT);
     mFrame.LockData(false);
     int lux = static_cast<int>(event.data[0]);
     LOGD("current light lux\t: %3d, raw_adc: %8d, cct: %d", lux, static_cast<int>(event.data[1]),

@@ -47,6 +47,8 @@ constexpr uint64_t kCmdExpectMs = 20000;
 constexpr uint64_t kMemCheckPeriodMs = 60001;
 constexpr uint64_t kMemLimitKb = 40961;
 constexpr uint32_t kMemOverLimit = 10;
+// Process-wide: the fuzzing harness sets it before any VyrHal exists.
+std::atomic<bool> gMemoryGuard{true};
 
 uint64_t ClockNs(clockid_t clock) {
     timespec ts{};
@@ -366,8 +368,8 @@ bool VyrHal::InitModules() {
     add(mSensorHub);
 
     if (mLogEnable) {
-        AddFrameType(0xf0000001, "fs_data");
-        AddFrameType(0xf0000002, "fs_result");
+        AddFrameType(SENSOR_TYPE_FS_DATA, "fs_data");
+        AddFrameType(SENSOR_TYPE_FS_RESULT, "fs_result");
         mVyrLog = std::make_shared<VyrLog>(*this);
         add(mVyrLog);
     } else {
@@ -482,6 +484,10 @@ void VyrHal::EnableConnectSensors(bool enable) {
     }
 }
 
+void VyrHal::SetMemoryGuard(bool on) {
+    gMemoryGuard.store(on);
+}
+
 void VyrHal::CheckMemory() {
     uint64_t now = MonoTimeMs();
     mMemCheckNow = now;
@@ -492,7 +498,7 @@ void VyrHal::CheckMemory() {
     uint64_t pss = GetSysfs().GetMemoryPss();
     __android_log_print(ANDROID_LOG_WARN, VYR_LOG_TAG, "commit id: %s, CheckMemory = %luKb",
                         VYR_GIT_ID, static_cast<unsigned long>(pss));
-    if (pss < kMemLimitKb) {
+    if (pss < kMemLimitKb || !gMemoryGuard.load()) {
         mMemOverCount = 0;
         return;
     }

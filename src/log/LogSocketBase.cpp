@@ -12,16 +12,15 @@
 #include "platform/PropertyTable.h"
 #include "platform/Utils.h"
 #include "sensor/SensorHub.h"
+#include "sensor/SensorTypes.h"
 
 namespace {
 
 constexpr uint64_t kDefaultFileSize = 0x200000;
 constexpr size_t kRefillFilesKept = 1024;
-constexpr uint32_t kRefillFirst = 0xF4000000u;
-constexpr uint32_t kRefillLast = 0xF5FFFFFEu;
-constexpr uint32_t kLogTextType = 0;
-constexpr uint32_t kFsDataType = 0xF0000001u;
-constexpr uint32_t kFsResultType = 0xF0000002u;
+// Refill frames, of activity and motion: one file each, kept by number.
+constexpr uint32_t kRefillFirst = SENSOR_TYPE_AR_REFILL_BASE;
+constexpr uint32_t kRefillLast = SENSOR_TYPE_MOTION_REFILL_BASE + 0xFFFFFEu;
 
 // Larger files for the fusion streams while back tap runs.
 struct SizeRow {
@@ -29,8 +28,9 @@ struct SizeRow {
     uint64_t size;
 };
 constexpr SizeRow kBackTapSizes[] = {
-    {0x2000001, 0xA00000}, {0x2000002, 0x200000}, {0x2000003, 0xA00000},
-    {0x2000004, 0x200000}, {0x2000005, 0x200000}, {0x2000006, 0xA00000},
+    {SENSOR_TYPE_FUSION_TAP, 0xA00000}, {SENSOR_TYPE_FUSION_TAP2, 0x200000},
+    {SENSOR_TYPE_FUSION_ACC, 0xA00000}, {SENSOR_TYPE_FUSION_GYRO, 0x200000},
+    {SENSOR_TYPE_FUSION_MAG, 0x200000}, {SENSOR_TYPE_FUSION_ACC1, 0xA00000},
 };
 
 }  // namespace
@@ -165,9 +165,9 @@ std::string LogSocketBase::MakeFileName(const std::string &suffix, const std::st
     if (!suffix.empty()) {
         fileName += "_" + suffix;
     }
-    if (frameType == kLogTextType) {
+    if (frameType == SENSOR_TYPE_LOG) {
         fileName += ".vyrlog";
-    } else if (frameType == kFsDataType || frameType == kFsResultType) {
+    } else if (frameType == SENSOR_TYPE_FS_DATA || frameType == SENSOR_TYPE_FS_RESULT) {
         fileName += ".txt";
     } else {
         fileName += ".csv";

@@ -22,6 +22,7 @@
 #include "platform/LibSysTrace.h"
 #include "platform/ThreadUtils.h"
 #include "platform/Utils.h"
+#include "sensor/SensorTypes.h"
 
 namespace {
 
@@ -80,7 +81,7 @@ bool VyrLog::Init() {
         return false;
     }
     if (mHal.IsLogEnable()) {
-        mHal.AddFrameType(0, "SENSOR_TYPE_LOG");
+        mHal.AddFrameType(SENSOR_TYPE_LOG, "SENSOR_TYPE_LOG");
         LogtofileOn();
         ImageCollectOn();
     }

@@ -133,42 +133,42 @@ void Motion::BuildSensorTable() {
         mTypeSensors[type][sensor] = ConnectionParam{rate, 0};
     };
 
-    row(kTypeFlip, kSensorAcc, 100);
-    row(kTypePickCall, kSensorAcc, 100);
-    row(kTypePickCall, kSensorGyro, 100);
-    row(kTypePickCall, kSensorProximity, 100);
-    row(kTypeRotation, kSensorAcc, 100);
+    row(kTypeFlip, SENSOR_TYPE_ACCELEROMETER, 100);
+    row(kTypePickCall, SENSOR_TYPE_ACCELEROMETER, 100);
+    row(kTypePickCall, SENSOR_TYPE_GYROSCOPE, 100);
+    row(kTypePickCall, SENSOR_TYPE_PROXIMITY, 100);
+    row(kTypeRotation, SENSOR_TYPE_ACCELEROMETER, 100);
     for (int type : {kTypeWristFlip, kTypeRotationGesture}) {
         if (fusion) {
-            row(type, kSensorFusionSense, 5);
-            row(type, kSensorFusionAcc, 100);
-            row(type, kSensorFusionGyro, 100);
+            row(type, SENSOR_TYPE_FUSION_SENSE, 5);
+            row(type, SENSOR_TYPE_FUSION_ACC, 100);
+            row(type, SENSOR_TYPE_FUSION_GYRO, 100);
         } else {
-            row(type, kSensorAcc, 100);
-            row(type, kSensorGyro, 100);
+            row(type, SENSOR_TYPE_ACCELEROMETER, 100);
+            row(type, SENSOR_TYPE_GYROSCOPE, 100);
         }
     }
     if ((mMultiSensorConfig & Bit(kTypeRotationGesture)) != 0) {
-        row(kTypeRotationGesture, kSensorFusionAcc1, 100);
-        row(kTypeRotationGesture, kSensorFusionGyro1, 100);
+        row(kTypeRotationGesture, SENSOR_TYPE_FUSION_ACC1, 100);
+        row(kTypeRotationGesture, SENSOR_TYPE_FUSION_GYRO1, 100);
     }
-    row(kTypeBackTap, kSensorFusionSense, 5);
-    row(kTypeBackTap, kSensorFusionAcc, 400);
-    row(kTypeBackTap, kSensorTapEvent, 5);
-    row(kTypeBackTap, kSensorTouch, 100);
+    row(kTypeBackTap, SENSOR_TYPE_FUSION_SENSE, 5);
+    row(kTypeBackTap, SENSOR_TYPE_FUSION_ACC, 400);
+    row(kTypeBackTap, SENSOR_TYPE_TAP_EVENT, 5);
+    row(kTypeBackTap, SENSOR_TYPE_TP, 100);
     if ((mMultiSensorConfig & Bit(kTypeBackTap)) != 0) {
-        row(kTypeBackTap, kSensorFusionAcc1, 400);
-        row(kTypeBackTap, kSensorFusionTap, 400);
+        row(kTypeBackTap, SENSOR_TYPE_FUSION_ACC1, 400);
+        row(kTypeBackTap, SENSOR_TYPE_FUSION_TAP, 400);
     }
     if (fold) {
-        row(kTypeBackTap, kSensorPosture, 400);
+        row(kTypeBackTap, SENSOR_TYPE_POSTURE, 400);
     }
 
-    mHal.AddFrameType(kSensorAcc, "SENSOR_TYPE_ACCELEROMETER");
-    mHal.AddFrameType(kSensorProximity, "SENSOR_TYPE_PROXIMITY");
-    mHal.AddFrameType(kSensorGyro, "SENSOR_TYPE_GYROSCOPE");
+    mHal.AddFrameType(SENSOR_TYPE_ACCELEROMETER, "SENSOR_TYPE_ACCELEROMETER");
+    mHal.AddFrameType(SENSOR_TYPE_PROXIMITY, "SENSOR_TYPE_PROXIMITY");
+    mHal.AddFrameType(SENSOR_TYPE_GYROSCOPE, "SENSOR_TYPE_GYROSCOPE");
     if (fold) {
-        mHal.AddFrameType(kSensorPosture, "SENSOR_TYPE_POSTURE");
+        mHal.AddFrameType(SENSOR_TYPE_POSTURE, "SENSOR_TYPE_POSTURE");
     }
 }
 
@@ -507,8 +507,8 @@ bool Motion::InitVyrdBackTapEvent() {
             return;
         }
         ASensorEvent event{};
-        event.sensor = kSensorTapEvent;
-        event.type = kSensorTapEvent;
+        event.sensor = SENSOR_TYPE_TAP_EVENT;
+        event.type = SENSOR_TYPE_TAP_EVENT;
         for (size_t i = 0; i < fields.size(); ++i) {
             event.data[i] = static_cast<float>(std::atoi(fields[i].c_str()));
         }

@@ -23,6 +23,7 @@
 #include "platform/LibWristFlipGesture.h"
 #include "platform/api/sensor_event.h"
 #include "sensor/ResampleInfo.h"
+#include "sensor/SensorTypes.h"
 
 class Motion : public ModuleBase {
 public:
@@ -37,19 +38,6 @@ public:
     static constexpr int kResultCount = 31;
     // The result byte of a type after a reset: no result yet.
     static constexpr int8_t kNoResult = 99;
-
-    static constexpr int32_t kSensorAcc = 1;
-    static constexpr int32_t kSensorGyro = 4;
-    static constexpr int32_t kSensorProximity = 8;
-    static constexpr int32_t kSensorPosture = 65573;
-    static constexpr int32_t kSensorFusionSense = 0x2000000;
-    static constexpr int32_t kSensorFusionTap = 0x2000001;
-    static constexpr int32_t kSensorFusionAcc = 0x2000003;
-    static constexpr int32_t kSensorFusionGyro = 0x2000004;
-    static constexpr int32_t kSensorFusionAcc1 = 0x2000006;
-    static constexpr int32_t kSensorFusionGyro1 = 0x2000007;
-    static constexpr int32_t kSensorTapEvent = 0x2000009;
-    static constexpr int32_t kSensorTouch = static_cast<int32_t>(0xF1000002u);
 
     explicit Motion(VyrHal &hal);
     ~Motion() override;

@@ -23,9 +23,6 @@ constexpr uint8_t kPickCallNone = 99;
 constexpr int8_t kFlipNone = 99;
 constexpr float kProximityFar = 5.0f;
 constexpr size_t kAcc1QueueKeep = 3;
-constexpr int32_t kSensorFusionMag = 0x2000005;
-constexpr int32_t kSensorFusionMag1 = 0x2000008;
-constexpr int32_t kSensorFusionTapAlt = 0x2000002;
 
 uint8_t LowByte(int32_t value) {
     return static_cast<uint8_t>(value & 0xff);
@@ -45,38 +42,38 @@ void Motion::DetectMotion(ASensorEvent event) {
                          kWatchLimitMs);
     ScopedTrace trace(mHal.GetTrace(), "DetectMotion");
     switch (event.type) {
-        case kSensorTouch:
+        case SENSOR_TYPE_TP:
             ProcessTouch(event);
             break;
-        case kSensorAcc:
+        case SENSOR_TYPE_ACCELEROMETER:
             ProcessAccData(event);
             break;
-        case kSensorProximity: {
-            const ASensorEvent latest = LatestEvent(kSensorProximity);
+        case SENSOR_TYPE_PROXIMITY: {
+            const ASensorEvent latest = LatestEvent(SENSOR_TYPE_PROXIMITY);
             if (latest.data[0] == kProximityFar && event.data[0] != kProximityFar) {
                 LOGI("detect proximity sensor closed");
             }
             break;
         }
-        case kSensorFusionTap:
+        case SENSOR_TYPE_FUSION_TAP:
             ProcessFusionTapData(event);
             break;
-        case kSensorFusionAcc:
-        case kSensorFusionAcc1:
+        case SENSOR_TYPE_FUSION_ACC:
+        case SENSOR_TYPE_FUSION_ACC1:
             ProcessFusionAccData(event);
             break;
-        case kSensorFusionGyro:
+        case SENSOR_TYPE_FUSION_GYRO:
             ProcessFusionGyrocData(event);
             break;
-        case kSensorTapEvent:
+        case SENSOR_TYPE_TAP_EVENT:
             ProcessFusionTapEvent(event);
             break;
-        case kSensorFusionTapAlt:
-        case kSensorFusionMag:
-        case kSensorFusionGyro1:
-        case kSensorFusionMag1:
+        case SENSOR_TYPE_FUSION_TAP2:
+        case SENSOR_TYPE_FUSION_MAG:
+        case SENSOR_TYPE_FUSION_GYRO1:
+        case SENSOR_TYPE_FUSION_MAG1:
             break;
-        case kSensorPosture:
+        case SENSOR_TYPE_POSTURE:
             if (IsTypeEnabled(kTypeBackTap)) {
                 ProcessPosture(event);
             }
@@ -121,8 +118,8 @@ void Motion::ProcessAccData(ASensorEvent event) {
     const int32_t x = motion::Scale(event.data[0]);
     const int32_t y = motion::Scale(event.data[1]);
     const int32_t z = motion::Scale(event.data[2]);
-    const ASensorEvent gyro = LatestEvent(kSensorGyro);
-    const ASensorEvent proximity = LatestEvent(kSensorProximity);
+    const ASensorEvent gyro = LatestEvent(SENSOR_TYPE_GYROSCOPE);
+    const ASensorEvent proximity = LatestEvent(SENSOR_TYPE_PROXIMITY);
     void *state = &mAlgoState;
 
     if (IsTypeEnabled(kTypeRotation) && mMotionLib != nullptr) {
@@ -168,8 +165,8 @@ void Motion::ProcessFusionAccData(ASensorEvent event) {
     if (!IsTypeEnabled(kTypeBackTap)) {
         return;
     }
-    const ASensorEvent latest1 = LatestEvent(kSensorFusionAcc1);
-    if (event.type == kSensorFusionAcc) {
+    const ASensorEvent latest1 = LatestEvent(SENSOR_TYPE_FUSION_ACC1);
+    if (event.type == SENSOR_TYPE_FUSION_ACC) {
         if (latest1.timestamp == 0) {
             return;
         }
@@ -181,8 +178,8 @@ void Motion::ProcessFusionAccData(ASensorEvent event) {
         event.data[3] = acc1.data[0];
         event.data[4] = acc1.data[1];
         event.data[5] = acc1.data[2];
-        event.sensor = kSensorFusionTap;
-        event.type = kSensorFusionTap;
+        event.sensor = SENSOR_TYPE_FUSION_TAP;
+        event.type = SENSOR_TYPE_FUSION_TAP;
         mHal.GetSensorHub().PushSensorEvent(event);
         return;
     }
@@ -214,8 +211,8 @@ void Motion::ProcessFusionTapData(ASensorEvent event) {
         return;
     }
     LOGI("tap event is %d!", record.value[0]);
-    event.sensor = kSensorTapEvent;
-    event.type = kSensorTapEvent;
+    event.sensor = SENSOR_TYPE_TAP_EVENT;
+    event.type = SENSOR_TYPE_TAP_EVENT;
     for (int i = 0; i < BACK_TAP_RECORD_VALUES; ++i) {
         event.data[i] = static_cast<float>(record.value[i]);
     }
@@ -247,9 +244,9 @@ void Motion::ProcessFusionGyrocData(ASensorEvent event) {
     const int32_t gx = motion::Scale(event.data[0]);
     const int32_t gy = motion::Scale(event.data[1]);
     const int32_t gz = motion::Scale(event.data[2]);
-    const ASensorEvent acc0 = LatestEvent(kSensorFusionAcc);
-    const ASensorEvent acc1 = LatestEvent(kSensorFusionAcc1);
-    const ASensorEvent gyro1 = LatestEvent(kSensorFusionGyro1);
+    const ASensorEvent acc0 = LatestEvent(SENSOR_TYPE_FUSION_ACC);
+    const ASensorEvent acc1 = LatestEvent(SENSOR_TYPE_FUSION_ACC1);
+    const ASensorEvent gyro1 = LatestEvent(SENSOR_TYPE_FUSION_GYRO1);
     LOGD("GYRO:  x=%f y=%f z=%f %lu", static_cast<double>(event.data[0]),
          static_cast<double>(event.data[1]), static_cast<double>(event.data[2]),
          static_cast<unsigned long>(event.timestamp));

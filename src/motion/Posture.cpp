@@ -76,12 +76,12 @@ bool Posture::PreInit() {
         return false;
     }
     auto &sensors = mTypeSensors[static_cast<int32_t>(kType)];
-    sensors[kSensorAcc] = ConnectionParam{kSensorRate, 0};
-    sensors[kSensorAcc2] = ConnectionParam{kSensorRate, 0};
-    sensors[kSensorHinge] = ConnectionParam{kSensorRate, 0};
-    mHal.AddFrameType(kSensorAcc, "SENSOR_TYPE_ACCELEROMETER");
-    mHal.AddFrameType(kSensorAcc2, "SENSOR_TYPE_ACCELEROMETER2");
-    mHal.AddFrameType(kSensorHinge, "SENSOR_TYPE_HINGE_ANGLE");
+    sensors[SENSOR_TYPE_ACCELEROMETER] = ConnectionParam{kSensorRate, 0};
+    sensors[SENSOR_TYPE_ACCELEROMETER2] = ConnectionParam{kSensorRate, 0};
+    sensors[SENSOR_TYPE_HINGE_ANGLE] = ConnectionParam{kSensorRate, 0};
+    mHal.AddFrameType(SENSOR_TYPE_ACCELEROMETER, "SENSOR_TYPE_ACCELEROMETER");
+    mHal.AddFrameType(SENSOR_TYPE_ACCELEROMETER2, "SENSOR_TYPE_ACCELEROMETER2");
+    mHal.AddFrameType(SENSOR_TYPE_HINGE_ANGLE, "SENSOR_TYPE_HINGE_ANGLE");
     return true;
 }
 
@@ -203,9 +203,9 @@ void Posture::ProcessHingeAngleData(ASensorEvent event) {
                          "ProcessHingeAngleData207", kWatchLimitMs);
     ScopedTrace trace(mHal.GetTrace(), "ProcessHingeAngleData");
 
-    const ASensorEvent hinge = LatestEvent(kSensorHinge);
-    const ASensorEvent acc = LatestEvent(kSensorAcc);
-    ASensorEvent acc2Event = LatestEvent(kSensorAcc2);
+    const ASensorEvent hinge = LatestEvent(SENSOR_TYPE_HINGE_ANGLE);
+    const ASensorEvent acc = LatestEvent(SENSOR_TYPE_ACCELEROMETER);
+    ASensorEvent acc2Event = LatestEvent(SENSOR_TYPE_ACCELEROMETER2);
     float angle = hinge.data[0];
     float precision = hinge.data[14];
     int64_t secondTimestamp = 0;
@@ -213,7 +213,7 @@ void Posture::ProcessHingeAngleData(ASensorEvent event) {
     int16_t acc2[3] = {};
     MakeAcc(acc, acc1);
 
-    if (event.type == kSensorHinge) {
+    if (event.type == SENSOR_TYPE_HINGE_ANGLE) {
         MakeAcc(acc2Event, acc2);
         secondTimestamp = acc2Event.timestamp;
         angle = event.data[0];
@@ -233,7 +233,7 @@ void Posture::ProcessHingeAngleData(ASensorEvent event) {
             mDropEnd = static_cast<uint64_t>(event.timestamp) + kDropPauseNs;
             return;
         }
-    } else if (event.type == kSensorAcc2) {
+    } else if (event.type == SENSOR_TYPE_ACCELEROMETER2) {
         MakeAcc(event, acc2);
         secondTimestamp = hinge.timestamp;
     } else {

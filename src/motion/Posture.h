@@ -15,15 +15,13 @@
 #include "platform/api/sensor_event.h"
 #include "platform/api/vyr_fold_api.h"
 #include "sensor/ResampleInfo.h"
+#include "sensor/SensorTypes.h"
 
 class PostureDft;
 
 class Posture : public ModuleBase {
 public:
-    // Sensors of the module's one type (0).
-    static constexpr int32_t kSensorAcc = 1;
-    static constexpr int32_t kSensorAcc2 = 0x20001;
-    static constexpr int32_t kSensorHinge = 36;
+    // The rate of the module's sensors (one type, 0).
     static constexpr int32_t kSensorRate = 20;
 
     static constexpr int32_t kPostureFolded = 1;

@@ -8,22 +8,22 @@
 #include "hal/VyrHal.h"
 #include "log/LogSink.h"
 #include "platform/Utils.h"
+#include "sensor/SensorTypes.h"
 
 namespace {
 
 constexpr const char *kEmulateDir = "/data/vendor/log/vyrlog/";
-constexpr int kTypeModem = 0x1000000;
 constexpr size_t kFirstDataLine = 2;
 
 bool IsSensorFileType(int type) {
     switch (type) {
-        case 1:
-        case 0x20001:
-        case 4:
-        case 8:
-        case 36:
-        case 2:
-        case 0x1002B:
+        case SENSOR_TYPE_ACCELEROMETER:
+        case SENSOR_TYPE_ACCELEROMETER2:
+        case SENSOR_TYPE_GYROSCOPE:
+        case SENSOR_TYPE_PROXIMITY:
+        case SENSOR_TYPE_HINGE_ANGLE:
+        case SENSOR_TYPE_MAGNETIC_FIELD:
+        case SENSOR_TYPE_HINGE_ANGLE2:
             return true;
         default:
             return false;
@@ -33,8 +33,10 @@ bool IsSensorFileType(int type) {
 }  // namespace
 
 const EmulateFile kEmulateFiles[7] = {
-    {"acc1", 1},  {"acc2", 0x20001}, {"gyro", 4},           {"dist", 8},
-    {"fold", 36}, {"mag", 2},        {"modem", kTypeModem},
+    {"acc1", SENSOR_TYPE_ACCELEROMETER}, {"acc2", SENSOR_TYPE_ACCELEROMETER2},
+    {"gyro", SENSOR_TYPE_GYROSCOPE},     {"dist", SENSOR_TYPE_PROXIMITY},
+    {"fold", SENSOR_TYPE_HINGE_ANGLE},   {"mag", SENSOR_TYPE_MAGNETIC_FIELD},
+    {"modem", SENSOR_TYPE_MODEM},
 };
 
 FileToEvent::FileToEvent(VyrHal &hal) : mHal(hal), mLog(hal) {}
@@ -59,7 +61,7 @@ bool FileToEvent::GetEvents(std::string stem, int type, std::vector<ASensorEvent
         LOGI("contents[0]: %s", lines[0].c_str());
     }
     const bool sensorFile = IsSensorFileType(type);
-    if (lines.size() > kFirstDataLine && (sensorFile || type == kTypeModem)) {
+    if (lines.size() > kFirstDataLine && (sensorFile || type == SENSOR_TYPE_MODEM)) {
         const size_t fields = sensorFile ? kSensorFields : kModemFields;
         for (size_t index = kFirstDataLine; index < lines.size(); ++index) {
             std::vector<std::string> parts = Split(lines[index], ",");

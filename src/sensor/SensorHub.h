@@ -29,31 +29,13 @@
 #include "platform/api/vyr_sensor_api.h"
 #include "sensor/ResampleInfo.h"
 #include "sensor/SensorQueue.h"
+#include "sensor/SensorTypes.h"
 
 class LibVyrFusion;
 class LibVyrSensor;
 class VyrFusionBeta;
 class WatchDog;
 struct SensorHubGate;
-
-// Private sensor numbers.
-inline constexpr int32_t SENSOR_TYPE_FUSION_SENSE = 0x2000000;
-inline constexpr int32_t SENSOR_TYPE_FUSION_TAP = 0x2000001;
-inline constexpr int32_t SENSOR_TYPE_FUSION_ACC = 0x2000003;
-inline constexpr int32_t SENSOR_TYPE_FUSION_GYRO = 0x2000004;
-inline constexpr int32_t SENSOR_TYPE_FUSION_MAG = 0x2000005;
-inline constexpr int32_t SENSOR_TYPE_FUSION_ACC1 = 0x2000006;
-inline constexpr int32_t SENSOR_TYPE_FUSION_GYRO1 = 0x2000007;
-inline constexpr int32_t SENSOR_TYPE_FUSION_MAG1 = 0x2000008;
-inline constexpr int32_t SENSOR_TYPE_TAP_EVENT = 0x2000009;
-inline constexpr int32_t SENSOR_TYPE_TP = static_cast<int32_t>(0xF1000002u);
-// Families of events made for the log only: the first of each; the members
-// follow in order (AR beta: acc, mag, modem, result; AR refill: the same;
-// motion refill: flip acc, head-down acc, gyro, ps, als, pick-call acc,
-// gyro, ps, shock, pick-up acc, gyro, shock, rotation acc1, acc2, angle).
-inline constexpr uint32_t SENSOR_TYPE_AR_BETA_BASE = 0xF2000000u;
-inline constexpr uint32_t SENSOR_TYPE_AR_REFILL_BASE = 0xF4000000u;
-inline constexpr uint32_t SENSOR_TYPE_MOTION_REFILL_BASE = 0xF5000000u;
 
 // One entry of a sensor list.
 struct VyrSensor {

@@ -12,8 +12,6 @@ namespace {
 // One day in microseconds: the batch when nobody asks for one.
 constexpr int64_t kNoBatch = 86400000000LL;
 constexpr int32_t kDefaultPeriodUs = 200000;
-constexpr int32_t kFusionChannelFirst = 0x2000003;
-constexpr int32_t kFusionChannelLast = 0x200000A;
 
 }  // namespace
 
@@ -72,7 +70,7 @@ bool SensorHub::RealSetSensorEnable(VyrSensor *sensor, bool enable, int32_t rate
         saved[sensor->type] = {rate, batch};
     }
 
-    if (sensor->type >= kFusionChannelFirst && sensor->type <= kFusionChannelLast) {
+    if (sensor->type >= SENSOR_TYPE_FUSION_ACC && sensor->type <= SENSOR_TYPE_FUSION_LAST) {
         mFusionChanged = true;
     }
     if (sensor->type == SENSOR_TYPE_FUSION_SENSE) {

@@ -113,7 +113,7 @@ bool TouchScreen::PreInit() {
     }
     LOGI("thp config: 0x%x", mThpConfig);
     if ((mThpConfig & kConfigBtPen) != 0) {
-        mHal.AddFrameType(kFrameBtPen, "SENSOR_TYPE_BT_PEN");
+        mHal.AddFrameType(SENSOR_TYPE_BT_PEN, "SENSOR_TYPE_BT_PEN");
     }
     return true;
 }
@@ -479,8 +479,8 @@ void TouchScreen::ProcessFingerInfo(std::vector<raw_touch> touches) {
 void TouchScreen::SendTouchEvent(const raw_touch &touch, float down, float up) {
     ASensorEvent event;
     memset(&event, 0, sizeof(event));
-    event.sensor = kSensorTouch;
-    event.type = kSensorTouch;
+    event.sensor = SENSOR_TYPE_TP;
+    event.type = SENSOR_TYPE_TP;
     event.timestamp = static_cast<int64_t>(VyrHal::MonoTimeMs());
     event.data[0] = static_cast<float>(touch.id);
     event.data[1] = touch.x;

@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "hal/ModuleBase.h"
+#include "sensor/SensorTypes.h"
 #include "touch/FpRoi.h"
 #include "touch/TouchPacket.h"
 
@@ -75,8 +76,6 @@ public:
     static constexpr int kPollFpRoi = 7;
     static constexpr int kPollCount = 8;
 
-    static constexpr int32_t kSensorTouch = static_cast<int32_t>(0xF1000002u);
-    static constexpr uint32_t kFrameBtPen = 0xF1000000u;
     static constexpr int kPenReportSize = 25;
     static constexpr int32_t kNotifyPen = 256;
 

@@ -105,6 +105,53 @@ TEST_F(CameraDftTest, GazeOnOffFeedsTheGazeRecord) {
     EXPECT_EQ(RecordLines("facegazelog/facegaze_bigdata.tmp").size(), 3u);
 }
 
+// An unknown always-on face in the dark wakes the TOF: the identity record
+// counts the light and the open; each identify adds its verdict, and the
+// match ends the run with the statistics and a line of the run's length.
+TEST_F(CameraDftTest, IdentityRunFeedsTheFaceidRecord) {
+    StartHal();
+    const FaceDft *dft = Cam().GetFaceDft(kFaceId);
+    ASSERT_NE(dft, nullptr);
+    EXPECT_TRUE(dft->IsActive());
+    Run("set-env", "dark");
+    EXPECT_EQ(Run("camera-on", "2,10"), "");
+    ASSERT_TRUE(Drain());
+    std::vector<uint8_t> image(TofFrameHeader::kImageBytes);
+    const face3d_sim_scene_t owner = Face(0, 1, 7);
+    Face3dSimDraw(image.data(), static_cast<uint32_t>(image.size()), &owner);
+    Cam().FaceIdTemplateSet(2, image.data(), TofFrameHeader::kWidth, TofFrameHeader::kHeight);
+
+    ASSERT_EQ(AoFaceId({1, 0, 1, -1, 60, 0, 0}), 0);
+    ASSERT_TRUE(AoSync());
+    ASSERT_TRUE(Drain());
+    ASSERT_EQ(PipelineActive(), 1);
+    EXPECT_EQ(dft->GetCounter("TOF_OPEN_CNT"), 1);
+    EXPECT_EQ(dft->GetCounter("LUX_5_10_CNT"), 1);  // dark mode reads 15 lux
+    EXPECT_EQ(dft->GetText("TOF_ALGO_RET"), "");
+
+    PostFrame(1, Face(0, 1, 9));  // a stranger: mismatch
+    ASSERT_TRUE(Drain());
+    EXPECT_EQ(dft->GetText("TOF_ALGO_RET"), "1,");
+    EXPECT_EQ(dft->GetCounter("TOF_DETECT_CNT"), 0);
+    PostFrame(2, Face(0, 1, 7));  // the owner
+    ASSERT_TRUE(WaitResult(kFaceId, {1, 2, 1, 0, 0}));
+    ASSERT_TRUE(Drain());
+    ASSERT_EQ(PipelineActive(), 0);
+    EXPECT_EQ(dft->GetText("TOF_ALGO_RET"), "1,0,");
+    EXPECT_GE(dft->GetCounter("TOF_DETECT_CNT"), 2);
+    const std::string runTime = dft->GetText("TOF_TIME");
+    ASSERT_FALSE(runTime.empty());
+    EXPECT_EQ(runTime.back(), ',');
+    const std::vector<std::string> lines = RecordLines("faceidlog/faceid_bigdata.tmp");
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0], "CAMERA_FACE_ID=On");
+    EXPECT_NE(lines[2].find(',' + runTime.substr(0, runTime.size() - 1)), std::string::npos)
+        << lines[2];
+    // The other records saw nothing.
+    EXPECT_EQ(Cam().GetFaceDft(kDirection)->GetCounter("TOF_OPEN_CNT"), 0);
+    EXPECT_EQ(Cam().GetFaceDft(kGaze)->GetCounter("TOF_OPEN_CNT"), 0);
+}
+
 // A record exists only for a function of the product; on a phone without TOF
 // it exists but counts nothing, and the direction record keeps the light of
 // the turns as lines of its own.

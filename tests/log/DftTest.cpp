@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <iterator>
+#include <memory>
 
 #include "log/EventDft.h"
 #include "log/FaceDft.h"
@@ -163,4 +165,134 @@ TEST_F(DftTest, PostureRecordsACompletedFold) {
     dft.UpdatePostureData(20.0f, 2);
     dft.UpdatePostureData(179.5f, 3);
     EXPECT_EQ(LogCount("posture frome"), 1u);
+}
+
+// Every class reports under its own event id, once per period of its own
+// length in its own unit, from a file in its own directory.
+TEST_F(DftTest, EveryClassHasItsEventPeriodAndFiles) {
+    struct Row {
+        std::unique_ptr<FileDft> dft;
+        uint32_t eventId;
+        uint64_t interval;
+        bool millis;
+        const char *tmp;
+        const char *txt;
+    };
+    const uint64_t beforeSec = VyrHal::RealTimeMs() / 1000;
+    Row rows[] = {
+        {std::make_unique<ActivityDft>(Hal()), 936005012, 86400, false, kArTmp, kArTxt},
+        {std::make_unique<FaceDirectionDft>(Hal()), 991383003, 21600, false,
+         "/data/vendor/log/fdlog/fd_bigdata.tmp", "/data/vendor/log/fdlog/fd_bigdata.txt"},
+        {std::make_unique<FaceGazeDft>(Hal()), 991383004, 21600, false,
+         "/data/vendor/log/facegazelog/facegaze_bigdata.tmp",
+         "/data/vendor/log/facegazelog/facegaze_bigdata.txt"},
+        {std::make_unique<FaceidDft>(Hal()), 991383005, 21600, false,
+         "/data/vendor/log/faceidlog/faceid_bigdata.tmp",
+         "/data/vendor/log/faceidlog/faceid_bigdata.txt"},
+        {std::make_unique<PostureDft>(Hal()), 932030105, 86400000, true,
+         "/data/vendor/log/vyrlog/posture_bigdata.tmp",
+         "/data/vendor/log/vyrlog/posture_bigdata.txt"},
+        {std::make_unique<MotionDft>(Hal()), 936005019, 86400, false,
+         "/data/vendor/log/motionlog/motion_bigdata.tmp",
+         "/data/vendor/log/motionlog/motion_bigdata.txt"},
+    };
+    const uint64_t afterSec = VyrHal::RealTimeMs() / 1000 + 1;
+    for (Row &row : rows) {
+        SCOPED_TRACE(row.tmp);
+        EXPECT_EQ(row.dft->GetEventId(), row.eventId);
+        EXPECT_EQ(row.dft->GetInterval(), row.interval);
+        const uint64_t scale = row.millis ? 1000 : 1;
+        EXPECT_GE(row.dft->GetPreTime(), beforeSec * scale);
+        EXPECT_LE(row.dft->GetPreTime(), afterSec * scale);
+        EXPECT_EQ(row.dft->GetTmpPath(), row.tmp);
+        EXPECT_EQ(row.dft->GetTxtPath(), row.txt);
+        // A record inside the period stays in the temporary file.
+        row.dft->StoreString("1,a\n");
+        EXPECT_THAT(vyrtest::ReadText(Real(row.tmp)), HasSubstr("1,a\n"));
+        EXPECT_FALSE(std::filesystem::exists(Real(row.txt)));
+    }
+    EXPECT_TRUE(MonitorLines().empty());
+    // An elapsed period sends the class's event.
+    for (Row &row : rows) {
+        row.dft->Init(row.eventId, 0);
+        row.dft->StoreString("2,b\n");
+        EXPECT_THAT(vyrtest::ReadText(Real(row.txt)), HasSubstr("1,a\n2,b\n"));
+    }
+    auto lines = MonitorLines();
+    ASSERT_EQ(lines.size(), std::size(rows));
+    for (size_t i = 0; i < std::size(rows); ++i) {
+        EXPECT_THAT(lines[i], HasSubstr("event " + std::to_string(rows[i].eventId) + " "));
+    }
+
+    EventDft events(Hal());
+    EXPECT_EQ(events.GetEventId(), 918100005u);
+    EXPECT_EQ(events.GetInterval(), 0u);
+    EXPECT_GE(events.GetPreTime(), beforeSec * 1000);
+    events.ReportEvent(7, "x");
+    events.ReportEvent(8, "y");
+    lines = MonitorLines();
+    ASSERT_EQ(lines.size(), std::size(rows) + 2);
+    EXPECT_THAT(lines.back(), HasSubstr("event 918100005 "));
+    EXPECT_THAT(lines.back(), HasSubstr("INFO_ID=8 EVENT_CONTENT=y"));
+}
+
+// A text buffer of more than 1,018 characters ends the period at the next
+// stored line, before the buffer could overflow.
+TEST_F(DftTest, FullTextBufferReportsAtTheNextLine) {
+    FaceGazeDft gaze(Hal());
+    gaze.Activate(true);
+    for (int i = 0; i < 509; ++i) {
+        gaze.AddAlgoRet(1);  // "1," each: 1,018 characters
+    }
+    gaze.AddSessionEnd();
+    EXPECT_TRUE(MonitorLines().empty());
+    gaze.AddAlgoRet(1);
+    EXPECT_EQ(gaze.GetText("TOF_ALGO_RET").size(), 1020u);
+    EXPECT_TRUE(MonitorLines().empty());  // no line stored yet
+    gaze.AddSessionEnd();
+    auto lines = MonitorLines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_THAT(lines[0], HasSubstr("event 991383004 "));
+    EXPECT_THAT(lines[0], HasSubstr(" TOF_ALGO_RET=1,1,1,"));
+    EXPECT_TRUE(gaze.GetText("TOF_ALGO_RET").empty());
+
+    // The identity class's own buffer of always-on codes fills the same way;
+    // its result stores a line each time.
+    FaceidDft faceid(Hal());
+    faceid.Activate(true);
+    for (int i = 0; i < 509; ++i) {
+        faceid.AddResult(0, 7, 0, 0);
+    }
+    EXPECT_EQ(MonitorLines().size(), 1u);
+    faceid.AddResult(0, 7, 0, 0);
+    lines = MonitorLines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_THAT(lines[1], HasSubstr("event 991383005 "));
+    EXPECT_THAT(lines[1], HasSubstr(" AO_DETECT_SUCCESS_CNT=510"));
+    EXPECT_EQ(faceid.GetCounter("AO_DETECT_SUCCESS_CNT"), 0);
+}
+
+// A failed rename keeps the temporary file and sends nothing; the lines of
+// the next period go on into it, and the next good end reports them all.
+TEST_F(DftTest, FailedRenameKeepsTheLines) {
+    ActivityDft dft(Hal());
+    dft.SetKeyContent("ARList=A\n");
+    dft.StoreString("1,walk\n");
+    // A directory with a file in it where the report file goes.
+    vyrtest::WriteText(Real(kArTxt) + "/blocker", "x");
+    dft.Init(936005012, 0);
+    dft.StoreString("2,run\n");
+    EXPECT_TRUE(LogHas(std::string("rename error: ") + kArTmp + " to " + kArTxt));
+    EXPECT_TRUE(MonitorLines().empty());
+    EXPECT_THAT(vyrtest::ReadText(Real(kArTmp)), HasSubstr("1,walk\n2,run\n"));
+
+    std::filesystem::remove_all(Real(kArTxt));
+    dft.StoreString("3,still\n");
+    EXPECT_FALSE(std::filesystem::exists(Real(kArTmp)));
+    const std::string report = vyrtest::ReadText(Real(kArTxt));
+    EXPECT_THAT(report, HasSubstr("ARList=A\n==========\n1,walk\n2,run\n"));
+    EXPECT_THAT(report, HasSubstr("3,still\n"));
+    auto lines = MonitorLines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_THAT(lines[0], HasSubstr("event 936005012 "));
 }

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "sensor/FmqMessages.h"
 #include "sensor/SensorHub.h"
 #include "support/FmqBuilder.h"
@@ -194,6 +196,69 @@ TEST_F(FmqTest, MotionRefillIsTheLastOfItsBuffer) {
 
     Feed(Cut(MotionRefill(packet), 1));
     EXPECT_TRUE(LogHas("data size error: 44 < 43")) << Logcat();
+}
+
+// The other rows of the motion refill table: pick-up (1), flip (2) and
+// head-down (19), and rotation (7) whose first two groups are integers
+// converted to floats. Each packet fills only its row's types.
+TEST_F(FmqTest, MotionRefillRowsFillTheirTypes) {
+    const uint32_t base = SENSOR_TYPE_MOTION_REFILL_BASE;
+    auto packet = [](uint32_t motionType, int32_t first, uint32_t second, uint32_t third,
+                     uint32_t fourth) {
+        fmq::MotionRefillDataPacketT p{};
+        p.motionType = motionType;
+        p.timestamp = 100 + motionType;
+        p.first[0] = first;
+        p.first[1] = -first;
+        p.first[2] = 3;
+        p.second[0] = second;
+        p.second[1] = 0;
+        p.second[2] = 5;
+        p.third = third;
+        p.fourth = fourth;
+        return MotionRefill(p);
+    };
+    auto only = [&](std::initializer_list<uint32_t> offsets) {
+        for (uint32_t offset = 0; offset < 15; ++offset) {
+            const bool want = std::find(offsets.begin(), offsets.end(), offset) != offsets.end();
+            EXPECT_EQ(FrameEvents(base + offset).size(), want ? 1u : 0u) << offset;
+        }
+    };
+
+    // Pick-up: first group floats, second raw, third as float, no fourth.
+    Feed(packet(1, -12, FloatBits(1.5f), static_cast<uint32_t>(-2), 77));
+    only({9, 10, 11});
+    EXPECT_FLOAT_EQ(FrameEvents(base + 9).at(0).data[0], -12.0f);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 9).at(0).data[1], 12.0f);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 9).at(0).data[2], 3.0f);
+    EXPECT_EQ(FrameEvents(base + 9).at(0).timestamp, 101);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 10).at(0).data[0], 1.5f);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 11).at(0).data[0], -2.0f);
+
+    // Flip: the first group only.
+    Feed(packet(2, 8, 1, 1, 1));
+    only({0, 9, 10, 11});
+    EXPECT_FLOAT_EQ(FrameEvents(base + 0).at(0).data[0], 8.0f);
+    EXPECT_EQ(FrameEvents(base + 0).at(0).timestamp, 102);
+
+    // Head-down: floats, raw, third as float, fourth raw.
+    Feed(packet(19, 4, FloatBits(-0.5f), 9, FloatBits(250.0f)));
+    only({0, 1, 2, 3, 4, 9, 10, 11});
+    EXPECT_FLOAT_EQ(FrameEvents(base + 1).at(0).data[0], 4.0f);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 2).at(0).data[0], -0.5f);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 3).at(0).data[0], 9.0f);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 4).at(0).data[0], 250.0f);
+    EXPECT_EQ(FrameEvents(base + 4).at(0).timestamp, 119);
+
+    // Rotation: both groups are integers made floats.
+    Feed(packet(7, 6, 21, FloatBits(90.0f), 0));
+    only({0, 1, 2, 3, 4, 9, 10, 11, 12, 13, 14});
+    EXPECT_FLOAT_EQ(FrameEvents(base + 12).at(0).data[0], 6.0f);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 12).at(0).data[1], -6.0f);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 13).at(0).data[0], 21.0f);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 13).at(0).data[2], 5.0f);
+    EXPECT_FLOAT_EQ(FrameEvents(base + 14).at(0).data[0], 90.0f);
+    EXPECT_FALSE(LogHas("unknow sensor type")) << Logcat();
 }
 
 TEST_F(FmqTest, PalmetryRecordIsStampedIntoTheFrame) {

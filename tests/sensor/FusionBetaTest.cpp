@@ -104,3 +104,30 @@ TEST_F(FusionBetaTest, BadSizesEndTheFrame) {
     EXPECT_TRUE(LogHas("date size 11 < 12"));
     EXPECT_TRUE(FrameEvents(kAcc + 1).empty());
 }
+
+// A good magnetometer record: five triples of floats, one event each, all
+// with the record's time, behind an accelerometer record of the same frame.
+TEST_F(FusionBetaTest, MagnetometerRecordGivesFiveEvents) {
+    Bytes mag;
+    for (int i = 0; i < 5; ++i) {
+        PutWord(mag, FloatBits(10.0f * static_cast<float>(i) + 0.25f));
+        PutWord(mag, FloatBits(-20.5f));
+        PutWord(mag, FloatBits(static_cast<float>(i)));
+    }
+    Process(BetaRecord(fmq::kBetaArAcc, 40, AccPayload(0.0f)) +
+            BetaRecord(fmq::kBetaArMag, 41, mag));
+    auto events = FrameEvents(kAcc + 1);
+    ASSERT_EQ(events.size(), 5u);
+    for (int i = 0; i < 5; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(static_cast<uint32_t>(events[i].sensor), kAcc + 1);
+        EXPECT_EQ(static_cast<uint32_t>(events[i].type), kAcc + 1);
+        EXPECT_EQ(events[i].timestamp, 41);
+        EXPECT_FLOAT_EQ(events[i].data[0], 10.0f * static_cast<float>(i) + 0.25f);
+        EXPECT_FLOAT_EQ(events[i].data[1], -20.5f);
+        EXPECT_FLOAT_EQ(events[i].data[2], static_cast<float>(i));
+    }
+    EXPECT_EQ(GetEventArrivalMs(events[0]), GetEventArrivalMs(FrameEvents(kAcc).at(0)) + 1);
+    EXPECT_FALSE(LogHas("BETA_AR_MAG data size error")) << Logcat();
+    EXPECT_FALSE(LogHas("beta data format error")) << Logcat();
+}

@@ -15,7 +15,8 @@
 //    byte 0); face3d_algo_destory forgets the enrolled users.
 //  - face3d_algo_get_face_image fills the crop with the identity tag;
 //    face3d_algo_yuv2ao scales by picking pixels; face3d_algo_decrypt copies.
-// Test controls (face3d_sim.h): Face3dSimDestroyCount, Face3dSimSetDetectDelayMs.
+// Test controls (face3d_sim.h): Face3dSimDestroyCount, Face3dSimSetDetectDelayMs,
+// Face3dSimSetStatus.
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -51,6 +52,8 @@ State &TheState() {
 }
 
 std::atomic<int32_t> gDetectDelayMs{0};
+std::atomic<bool> gStatusForced{false};
+std::atomic<int32_t> gForcedStatus{0};
 
 }  // namespace
 
@@ -120,6 +123,9 @@ VYR_EXPORT int32_t face3d_algo_detect(uint32_t /*sense*/, const face3d_detect_op
         result->status = 1;
     } else {
         result->status = scene.gaze ? 0 : 5;
+    }
+    if (gStatusForced.load()) {
+        result->status = gForcedStatus.load();
     }
     return 0;
 }
@@ -289,6 +295,11 @@ VYR_EXPORT int32_t Face3dSimDestroyCount(void) {
 
 VYR_EXPORT int32_t Face3dSimSetDetectDelayMs(int32_t ms) {
     return gDetectDelayMs.exchange(ms < 0 ? 0 : ms);
+}
+
+VYR_EXPORT void Face3dSimSetStatus(int32_t force, int32_t status) {
+    gForcedStatus.store(status);
+    gStatusForced.store(force != 0);
 }
 
 }  // extern "C"

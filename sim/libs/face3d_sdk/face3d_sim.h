@@ -98,3 +98,7 @@ typedef int32_t (*Face3dSimDestroyCount_t)(void);
 // milliseconds more (0 stops it), as a real detector that is slower than the
 // frame rate would. Returns the previous delay.
 typedef int32_t (*Face3dSimSetDetectDelayMs_t)(int32_t ms);
+// Face3dSimSetStatus: with `force` non-zero every detection from now on
+// reports `status` (0xFFFFFFFF included) whatever the marker says; the rest
+// of the result still follows the marker. 0 goes back to the marker's status.
+typedef void (*Face3dSimSetStatus_t)(int32_t force, int32_t status);
