@@ -98,3 +98,7 @@ typedef int32_t (*Face3dSimDestroyCount_t)(void);
 // milliseconds more (0 stops it), as a real detector that is slower than the
 // frame rate would. Returns the previous delay.
 typedef int32_t (*Face3dSimSetDetectDelayMs_t)(int32_t ms);
+// Face3dSimSetDetectBusy: with 1 the delay above is time on the processor
+// (the thread computes, as a real detector does) instead of a sleep; 0, the
+// start, sleeps. Returns the previous setting.
+typedef int32_t (*Face3dSimSetDetectBusy_t)(int32_t busy);
