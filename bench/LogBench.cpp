@@ -1,26 +1,19 @@
 // Cost of a log statement: gated off, and fully on with file logging.
 #include <benchmark/benchmark.h>
-#include <stdlib.h>
 
-#include <cstdio>
-#include <filesystem>
-#include <string>
-
+#include "BenchHal.h"
 #include "hal/VyrHal.h"
 #include "log/LogSink.h"
 
 namespace {
 
 // A HAL built but never started: its destructor expects a started one, so
-// it lives to the end of the process. The host logcat stand-in stays off the
-// terminal and properties go to a scratch sandbox.
+// it lives to the end of the process. It shares the sandbox of the started
+// HAL of the other benchmarks: the process has one VYR_ROOT, and a
+// benchmark that moved it would send the others' files astray.
 VyrHal &BenchHal() {
     static VyrHal *hal = [] {
-        std::string root = std::filesystem::temp_directory_path() / "vyr_bench_root";
-        std::filesystem::create_directories(root);
-        setenv("VYR_ROOT", root.c_str(), 1);
-        setenv("VYR_LOG_STDERR", "0", 1);
-        unsetenv("VYR_LOGCAT");
+        SharedBenchHal();
         return new VyrHal(nullptr);
     }();
     return *hal;

@@ -210,6 +210,14 @@ void Camera::ThreadProcess() {
     LOGI("camera thread starting.");
     SetThreadName(mName);
     ThreadSetAffInity({4, 5, 6, 7});
+    // Departure from the library's one round-robin policy: the face library
+    // computes for tens of milliseconds a frame, and at round-robin this
+    // thread would hold a processor against the sensor hub's thread and the
+    // daemon's, and starve every normal thread of the process (the log
+    // thread among them) while frames come faster than it takes them. It
+    // runs at the normal policy, as the log thread does; the binding to the
+    // big cores stays. Threads it starts (face init, frame timer) inherit it.
+    ThreadSetNormal();
     while (mRunning) {
         ScopedTrace trace(mHal.GetTrace(), "Camera");
         CameraEvent event;

@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 #include <boundchk.h>
+#include <pthread.h>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -66,6 +67,19 @@ void ThreadSetRRWithFallback() {
         // then keeps its normal scheduling.
         setpriority(PRIO_PROCESS, static_cast<id_t>(getpid()), kFallbackNice);
     }
+}
+
+int ThreadSetNormal() {
+    struct sched_param param;
+    if (memset_s(&param, sizeof(param), 0, sizeof(param)) != EOK) {
+        return -1;
+    }
+    int ret = pthread_setschedparam(pthread_self(), SCHED_OTHER, &param);
+    if (ret != 0) {
+        __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "%s:Error =0x%x", "ThreadSetNormal",
+                            ret);
+    }
+    return ret;
 }
 
 void SetThreadName(const std::string &module) {

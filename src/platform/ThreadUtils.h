@@ -16,5 +16,11 @@ int ThreadSetRR();
 // nice value to -10 instead (which may fail too when not permitted).
 void ThreadSetRRWithFallback();
 
+// The normal policy (SCHED_OTHER) for the calling thread, for a thread that
+// computes for long stretches and must not hold a processor against the
+// round-robin threads the library starts from its init thread. Returns the
+// result of pthread_setschedparam (0 on success); a failure is logged.
+int ThreadSetNormal();
+
 // Names the calling thread "vyr_" + module (the kernel keeps 15 characters).
 void SetThreadName(const std::string &module);

@@ -16,7 +16,9 @@
 //  - face3d_algo_get_face_image fills the crop with the identity tag;
 //    face3d_algo_yuv2ao scales by picking pixels; face3d_algo_decrypt copies.
 // Test controls (face3d_sim.h): Face3dSimDestroyCount, Face3dSimSetDetectDelayMs,
-// Face3dSimSetStatus.
+// Face3dSimSetStatus, Face3dSimSetDetectBusy.
+#include <time.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -54,6 +56,27 @@ State &TheState() {
 std::atomic<int32_t> gDetectDelayMs{0};
 std::atomic<bool> gStatusForced{false};
 std::atomic<int32_t> gForcedStatus{0};
+std::atomic<bool> gDetectBusy{false};
+
+// The detection's time spent on the processor, as a real detector's
+// arithmetic would: spinning on the thread's own CPU clock, so that time
+// the thread waits for a processor does not count.
+void Compute(int32_t ms) {
+    timespec start{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &start);
+    const int64_t until = start.tv_sec * 1000000000LL + start.tv_nsec + ms * 1000000LL;
+    volatile uint32_t sink = 0;
+    for (;;) {
+        for (uint32_t i = 0; i < 4096; ++i) {
+            sink = sink * 1664525u + 1013904223u;
+        }
+        timespec now{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+        if (now.tv_sec * 1000000000LL + now.tv_nsec >= until) {
+            return;
+        }
+    }
+}
 
 }  // namespace
 
@@ -103,7 +126,9 @@ VYR_EXPORT int32_t face3d_algo_detect(uint32_t /*sense*/, const face3d_detect_op
         return -1;
     }
     const int32_t delayMs = gDetectDelayMs.load();
-    if (delayMs > 0) {
+    if (delayMs > 0 && gDetectBusy.load()) {
+        Compute(delayMs);
+    } else if (delayMs > 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
     }
     State &state = TheState();
@@ -300,6 +325,10 @@ VYR_EXPORT int32_t Face3dSimSetDetectDelayMs(int32_t ms) {
 VYR_EXPORT void Face3dSimSetStatus(int32_t force, int32_t status) {
     gForcedStatus.store(status);
     gStatusForced.store(force != 0);
+}
+
+VYR_EXPORT int32_t Face3dSimSetDetectBusy(int32_t busy) {
+    return gDetectBusy.exchange(busy != 0) ? 1 : 0;
 }
 
 }  // extern "C"

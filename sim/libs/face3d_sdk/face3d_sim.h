@@ -102,3 +102,7 @@ typedef int32_t (*Face3dSimSetDetectDelayMs_t)(int32_t ms);
 // reports `status` (0xFFFFFFFF included) whatever the marker says; the rest
 // of the result still follows the marker. 0 goes back to the marker's status.
 typedef void (*Face3dSimSetStatus_t)(int32_t force, int32_t status);
+// Face3dSimSetDetectBusy: with 1 the delay above is time on the processor
+// (the thread computes, as a real detector does) instead of a sleep; 0, the
+// start, sleeps. Returns the previous setting.
+typedef int32_t (*Face3dSimSetDetectBusy_t)(int32_t busy);
