@@ -426,6 +426,9 @@ TEST_F(CameraRoadTest, IdentityAnswerDoesNotWaitForABusyCameraThread) {
     EXPECT_TRUE(Results(kGaze).empty());
     delay(0);
     ASSERT_TRUE(WaitResult(kGaze, {1, 1, 1, 1, 0}, "test", 8000));
+    // The camera goes idle before the process ends.
+    EXPECT_EQ(Run("camera-off", "1,0"), "");
+    ASSERT_TRUE(Drain(8000));
 }
 
 // A service that answers from inside the registration and the removal of the

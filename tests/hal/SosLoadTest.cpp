@@ -32,7 +32,7 @@ constexpr int kChildStartFailed = 4;
 constexpr int kChildNeverBusy = 5;
 constexpr int kChildOutlivedSos = 3;
 
-class SosTest : public vyrtest::CameraFixture {
+class SosLoadTest : public vyrtest::CameraFixture {
 protected:
     std::string ErrPath() const { return mRoot.Path() + "/child_stderr.txt"; }
 
@@ -138,7 +138,7 @@ protected:
 
 }  // namespace
 
-TEST_F(SosTest, SosWhileEveryThreadWorksEndsAtOnceAndCleanly) {
+TEST_F(SosLoadTest, SosWhileEveryThreadWorksEndsAtOnceAndCleanly) {
     const int status = RunChild(90000);
     const std::string err = vyrtest::ReadText(ErrPath());
     ASSERT_TRUE(WIFEXITED(status)) << status << "\n" << err;
