@@ -29,7 +29,7 @@ scripts/build.sh build-tsan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang \
   -DCMAKE_CXX_COMPILER=clang++ -DVYR_TSAN=ON -DVYR_BENCH=OFF
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
 (cd build-tsan && ctest --output-on-failure -j "$jobs" \
-  -R 'Hub|Sensor|Motion|Posture|Fusion|Gesture|WatchDog|HalFixture|VyrLog|Fmq|Dmd|Dft|Camera|Activity|Touch|FaceTemplate')
+  -R 'Hub|Sensor|Motion|Posture|Fusion|Gesture|WatchDog|HalFixture|VyrLog|Fmq|Dmd|Dft|Camera|Activity|Touch|FaceTemplate|SosLoad')
 
 echo "== fuzzing (${fuzz_seconds}s each)"
 for fuzzer in build-asan/fuzz/fuzz_*; do

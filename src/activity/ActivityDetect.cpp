@@ -8,6 +8,7 @@
 #include "activity/Activity.h"
 #include "hal/VyrHal.h"
 #include "log/LogSink.h"
+#include "log/VyrLog.h"
 #include "platform/LibSysTrace.h"
 #include "platform/WatchDog.h"
 #include "platform/api/artolvi_api.h"
@@ -182,7 +183,6 @@ bool Activity::PackUploadEvents() {
 }
 
 std::string Activity::ResultClient() {
-    // Debug captures go to "vyr-client" once the log module reports them.
     return "ar-client";
 }
 
@@ -211,7 +211,13 @@ void Activity::NotifyArStatus() {
         return;
     }
     const vyr_notify_t &notify = mHal.GetNotify();
-    if (notify.notify != nullptr) {
+    if (notify.notify == nullptr) {
+        return;
+    }
+    notify.notify(msg);
+    // While the log is captured, the log client hears the results too.
+    if (VyrLog::CapturesResults(mHal)) {
+        msg.client = VyrLog::kCaptureClient;
         notify.notify(msg);
     }
 }

@@ -184,6 +184,29 @@ void Camera::PreSos() {
     }
 }
 
+void Camera::SetConnection(const std::string client, int type, bool enable, int32_t rate,
+                           int64_t batch) {
+    ModuleBase::SetConnection(client, type, enable, rate, batch);
+    if (type == CAMERA_FACE_ID) {
+        KeepFaceIdClients();
+    }
+}
+
+void Camera::DisableClient(const std::string client) {
+    ModuleBase::DisableClient(client);
+    std::lock_guard<std::mutex> lock(mLock);
+    KeepFaceIdClients();
+}
+
+void Camera::KeepFaceIdClients() {
+    std::vector<std::string> names;
+    for (const auto &entry : mConnections[CAMERA_FACE_ID]) {
+        names.push_back(entry.first);
+    }
+    std::lock_guard<std::mutex> lock(mAoFaceIdMutex);
+    mFaceIdClients.swap(names);
+}
+
 void Camera::PostEvent(int32_t kind, const std::vector<uint8_t> &data) {
     PostEvent(kind, std::vector<uint8_t>(data));
 }

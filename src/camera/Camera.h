@@ -3,7 +3,8 @@
 // thread, "vyr_Camera", owns an event queue; everything that changes the
 // module's state or touches the closed libraries runs there, under the module
 // mutex. Producers (the queue reader, commands, service callbacks, the frame
-// timer) only post events.
+// timer) only post events; the one exception is the always-on identity
+// answer, handled on the service's thread (see mAoFaceIdMutex).
 //
 // Camera.cpp holds the object, the queue, the thread and the switching;
 // CameraFace.cpp the per-frame face pipeline; CameraAoClient.cpp the
@@ -110,6 +111,12 @@ public:
     size_t QueueDepth() const;
     uint64_t DroppedFrames() const;
 
+    // The connection table as the base keeps it; the identity clients are
+    // also kept aside for the always-on identity answer (see mFaceIdClients).
+    void SetConnection(const std::string client, int type, bool enable, int32_t rate,
+                       int64_t batch) override;
+    void DisableClient(const std::string client) override;
+
     void CameraSwitch(const std::string client, int type, bool enable, int lux);
     void CameraSetting(const std::string client, int type, bool enable, int lux);
     void CameraEnable(bool enable, int32_t lux);
@@ -147,8 +154,10 @@ public:
     void ProcessAoFaceId(std::vector<int32_t> &values);
     void ProcessNovenSendCmdData(std::vector<uint8_t> &data);
 
-    // Light and rotation fusion.
+    // Light and rotation fusion. GetLightLux keeps the value as the fusion's
+    // input (Camera thread); ReadLightLux only reads, from any thread.
     int GetLightLux();
+    int ReadLightLux();
     void HandleRotationFusion(bool skipReport);
 
     // Face templates.
@@ -184,7 +193,11 @@ private:
     // True when the function's name is among the TOF image clients.
     bool IsTofClient(int type);
     void NotifyResult(int type, const std::vector<int32_t> &data);
+    // Sends the stored identity answer to the identity clients; any thread,
+    // without the module mutex.
     void NotifyAoFaceId();
+    // Copies the identity clients aside; with mLock held.
+    void KeepFaceIdClients();
     void SendExposure(int32_t exposure);
     // The library's statistics (the first `bytes`), then clears those of
     // `which`.
@@ -230,7 +243,7 @@ private:
     int32_t mEyeGaze = 1;
     uint64_t mTofStartTime = 0;
     int32_t mPipelineState = 0;
-    bool mSupportTof = false;
+    bool mSupportTof = false;  // set in PreInit, read-only after
     RotationFusionInput mRotationInput;
     std::map<uint32_t, FaceTemplate> mFaceTemplates;
     std::array<CameraFunction, CAMERA_FUNCTION_MAX> mFunctions;
@@ -250,6 +263,13 @@ private:
     std::unique_ptr<FaceDirectionDft> mDirectionDft;
     std::unique_ptr<FaceGazeDft> mGazeDft;
     std::unique_ptr<FaceidDft> mFaceidDft;
+    // The always-on identity answer is handled on the service's thread
+    // without the module mutex, so that a busy Camera thread cannot hold it
+    // up and a service that calls back from inside a registration cannot
+    // deadlock. What it shares with the module is under this small lock: the
+    // stored answer, and the names of the identity clients (a copy of the
+    // connection table's row, refreshed whenever the table changes).
     std::mutex mAoFaceIdMutex;
     std::vector<uint8_t> mAoFaceIdRes;
+    std::vector<std::string> mFaceIdClients;
 };

@@ -1,7 +1,7 @@
 // The always-on vision service: pipelines, device motion and the face
-// services, their callbacks (on the library's threads: they only post, save
-// the face identity answer), and the choice between the cheap always-on
-// answer and waking the TOF camera.
+// services, their callbacks (on the library's threads: they post, except the
+// face identity answer, which is handled there at once), and the choice
+// between the cheap always-on answer and waking the TOF camera.
 #include <boundchk.h>
 #include <unistd.h>
 
@@ -147,24 +147,25 @@ int Camera::VyrAoClienMotionEnable(bool enable, int32_t type) {
 }
 
 int Camera::VyrNovenClientEnable(bool enable, uint32_t serviceType) {
+    if (enable) {
+        // The preset answer: nobody recognised. It is what "faceid-update"
+        // reports until the service answers, also when the service is
+        // missing.
+        std::lock_guard<std::mutex> lock(mAoFaceIdMutex);
+        mAoFaceIdRes.assign(kAoFaceIdValues * sizeof(int32_t), 0);
+        const int32_t nobody = -1;
+        memcpy_s(mAoFaceIdRes.data() + kAoUserIdOffset, sizeof(nobody), &nobody, sizeof(nobody));
+    }
     if (!mAoLoaded) {
         LOGI("mVyrAoClient type: %d, en: %d, ret: %d", static_cast<int>(serviceType), enable, -1);
         return -1;
     }
     gCallbackCamera = this;
-    int32_t ret = 0;
-    if (enable) {
-        {
-            std::lock_guard<std::mutex> lock(mAoFaceIdMutex);
-            mAoFaceIdRes.assign(kAoFaceIdValues * sizeof(int32_t), 0);
-            const int32_t nobody = -1;
-            memcpy_s(mAoFaceIdRes.data() + kAoUserIdOffset, sizeof(nobody), &nobody,
-                     sizeof(nobody));
-        }
-        ret = mVyrAoClient->VyrNovenRegisterClient(CameraAoCallbacks::OnService, serviceType);
-    } else {
-        ret = mVyrAoClient->VyrNovenUnregisterClient(serviceType);
-    }
+    // No lock of the answer is held here: the service may call back from
+    // inside these calls.
+    const int32_t ret =
+        enable ? mVyrAoClient->VyrNovenRegisterClient(CameraAoCallbacks::OnService, serviceType)
+               : mVyrAoClient->VyrNovenUnregisterClient(serviceType);
     LOGI("mVyrAoClient type: %d, en: %d, ret: %d", static_cast<int>(serviceType), enable, ret);
     return ret;
 }
@@ -254,15 +255,34 @@ void Camera::ProcessAonFD(std::vector<uint8_t> &data) {
 
 void Camera::NotifyAoFaceId() {
     int32_t values[kAoFaceIdValues] = {};
+    std::vector<std::string> clients;
     {
         std::lock_guard<std::mutex> lock(mAoFaceIdMutex);
         memcpy_s(values, sizeof(values), mAoFaceIdRes.data(),
                  std::min(sizeof(values), mAoFaceIdRes.size()));
+        clients = mFaceIdClients;
     }
-    NotifyResult(CAMERA_FACE_ID,
-                 {values[kNum], values[kUserId], 0, values[kQscore], values[kRscore]});
+    // As NotifyClients does, from the copy of the client list: the
+    // connection table itself belongs to the Camera thread.
+    if (clients.empty()) {
+        LOGW("type %d not found any clients callback", static_cast<int>(CAMERA_FACE_ID));
+        return;
+    }
+    vyr_msg_t msg;
+    msg.type = CAMERA_FACE_ID;
+    msg.data = {values[kNum], values[kUserId], 0, values[kQscore], values[kRscore]};
+    msg.dataSize = static_cast<int32_t>(msg.data.size());
+    const vyr_notify_t &notify = mHal.GetNotify();
+    if (notify.notify == nullptr) {
+        return;
+    }
+    for (const std::string &client : clients) {
+        msg.client = client;
+        notify.notify(msg);
+    }
 }
 
+// On the service's thread, without the module mutex (see mAoFaceIdMutex).
 void Camera::ProcessAoFaceId(std::vector<int32_t> &values) {
     if (values.size() < kAoFaceIdValues) {
         LOGE("faceIdRes num: %d < %d", static_cast<int>(values.size()),
@@ -283,10 +303,7 @@ void Camera::ProcessAoFaceId(std::vector<int32_t> &values) {
     }
     const bool unknown = values[kUserId] < 0;
     const bool needTof = unknown && mSupportTof;
-    // The module mutex orders the result with the Camera thread's use of the
-    // client table and the light reading.
-    std::lock_guard<std::mutex> moduleLock(mLock);
-    if (!mSupportTof && GetRunTofFlag(GetLightLux(), unknown)) {
+    if (!mSupportTof && GetRunTofFlag(ReadLightLux(), unknown)) {
         LOGW("Devices without TOF in dark light environment reset aoFaceIdRes %d to 0",
              values[kUserId]);
         values[kUserId] = 0;

@@ -15,6 +15,12 @@ constexpr int kDarkLux = 15;
 }  // namespace
 
 int Camera::GetLightLux() {
+    const int lux = ReadLightLux();
+    mRotationInput.lux = lux;
+    return lux;
+}
+
+int Camera::ReadLightLux() {
     mFrame.LockData(true);
     const ASensorEvent event = mFrame.GetData().GetEvent(SENSOR_TYPE_LIGHT);
     mFrame.LockData(false);
@@ -27,7 +33,6 @@ int Camera::GetLightLux() {
         LOGI("env_mode=%s lux from %d to %d", mode.c_str(), lux, forced);
         lux = forced;
     }
-    mRotationInput.lux = lux;
     return lux;
 }
 

@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <cctype>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -17,6 +19,7 @@
 #include "camera/Camera.h"
 #include "file/DirOperator.h"
 #include "hal/ModuleBase.h"
+#include "hal/ProcessEnd.h"
 #include "hal/ServerCmds.h"
 #include "log/Dmd.h"
 #include "log/VyrFrame.h"
@@ -459,12 +462,24 @@ void VyrHal::DoSos(const std::string where, int code, bool keepAlive) {
     props.GetSosDump(dump);
     bool wantDump = dump == "true" || dump == "1";
     if (!wantDump && !keepAlive) {
-        exit(0);
+        EndProcess();
     }
     if (mDoSos.load() == 1) {
         __assert2(__FILE__, __LINE__, __PRETTY_FUNCTION__, "mDoSos != true");
     }
     LOGI("VyrHal::DoSos-");
+}
+
+void EndProcess() {
+    static std::atomic<bool> ending{false};
+    if (ending.exchange(true)) {
+        // Another thread is ending the process: wait for it.
+        for (;;) {
+            pause();
+        }
+    }
+    fflush(nullptr);
+    quick_exit(0);
 }
 
 void VyrHal::EnableConnectSensors(bool enable) {

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "hal/ModuleBase.h"
+#include "hal/ProcessEnd.h"
 #include "hal/ServerCmds.h"
 #include "hal/VyrHal.h"
 #include "platform/Utils.h"
@@ -137,6 +138,6 @@ bool VyrHal::InitVyrdReboot() {
     return GetServerCmds().AddCmd(
         "reboot", [](const std::string client, const std::string, std::vector<uint8_t> &out) {
             SetReply(out, client + " reboot ok");
-            exit(0);
+            EndProcess();
         });
 }

@@ -57,10 +57,11 @@ void FileDft::StoreString(const std::string &text) {
             StoreKeyContent(mKeyContent);
         }
     }
+    // A file that cannot be opened loses the record, but the period still
+    // ends on time.
     if (!mStorer->Init()) {
-        return;
-    }
-    if (mStorer->GetSize() + text.length() >= kMaxFileSize) {
+        LOGE("open %s failed, record lost", mTmpPath.c_str());
+    } else if (mStorer->GetSize() + text.length() >= kMaxFileSize) {
         mIsOutOfRange = true;
     } else {
         mStorer->Write("", text, true);

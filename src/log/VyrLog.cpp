@@ -100,6 +100,7 @@ void VyrLog::Uninit() {
     std::lock_guard<std::mutex> lock(socketMutex);
     sockets.clear();
     pendingSockets.clear();
+    mCollecting = false;
 }
 
 bool VyrLog::InitVyrd() {
@@ -399,6 +400,10 @@ std::string VyrLog::ImageCollectOff() {
     return reply;
 }
 
+bool VyrLog::CapturesResults(VyrHal &hal) {
+    return hal.IsLogEnable() && hal.HasVyrlog() && hal.GetVyrlog().IsCollecting();
+}
+
 std::string VyrLog::LogfileCollectEnable(bool enable) {
     std::lock_guard<std::mutex> work(mWorkMutex);
     std::string reply = "start collect log success.\n";
@@ -406,6 +411,7 @@ std::string VyrLog::LogfileCollectEnable(bool enable) {
     if (socket != nullptr) {
         LOGI("oldSocket found");
         socket->SetRun(enable);
+        mCollecting = enable;
         return enable ? "collect log already start, no need to do it again.\n"
                       : "stop collect log success.\n";
     }
@@ -419,6 +425,7 @@ std::string VyrLog::LogfileCollectEnable(bool enable) {
         return reply;
     }
     created->Init();
+    mCollecting = true;
     std::lock_guard<std::mutex> frames(frameMutex);
     {
         std::lock_guard<std::mutex> lock(socketMutex);

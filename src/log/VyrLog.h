@@ -43,6 +43,13 @@ public:
 
     // Frames waiting for the thread.
     size_t QueuedFrames() const { return mQueueCount.load(); }
+    // The capture flag: "collectlog on" has the collecting socket running
+    // (until "collectlog off"). Any thread, no lock.
+    bool IsCollecting() const { return mCollecting.load(); }
+    // The HAL's debug flag (file logging) and the capture flag together:
+    // results also go to the log client. Any thread.
+    static bool CapturesResults(VyrHal &hal);
+    static constexpr const char *kCaptureClient = "vyr-client";
     // The current file name of a frame type in the file socket; "" when none.
     std::string GetLogFileName(uint32_t frameType);
 
@@ -78,6 +85,7 @@ private:
     std::deque<std::unique_ptr<LogSocketBase>> pendingSockets;
     std::deque<std::unique_ptr<VyrFrame>> mQueueFrame;
     std::atomic<size_t> mQueueCount{0};
+    std::atomic<bool> mCollecting{false};
     std::shared_ptr<ThreadState> mThreadState;
     bool mThreadStarted = false;
 };

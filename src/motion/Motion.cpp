@@ -10,6 +10,7 @@
 #include "hal/VyrHal.h"
 #include "log/LogSink.h"
 #include "log/VyrFrame.h"
+#include "log/VyrLog.h"
 #include "motion/Posture.h"
 #include "platform/Sysfs.h"
 #include "platform/Utils.h"
@@ -403,6 +404,14 @@ void Motion::NotifyMotion(int type, int8_t result) {
     msg.dataSize = 2;
     msg.data = {1, static_cast<int32_t>(result)};
     NotifyClients(msg);
+    // While the log is captured, the log client hears the results too
+    // (once, when it is not a client of the type itself).
+    const vyr_notify_t &notify = mHal.GetNotify();
+    if (notify.notify != nullptr && VyrLog::CapturesResults(mHal) &&
+        !IsClientConnected(VyrLog::kCaptureClient, static_cast<uint32_t>(type))) {
+        msg.client = VyrLog::kCaptureClient;
+        notify.notify(msg);
+    }
     LOGI("motion:%s\t cur res = %d", TypeName(type), static_cast<int>(result));
     mLastResult[type] = result;
 }

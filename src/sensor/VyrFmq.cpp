@@ -159,6 +159,7 @@ int32_t VyrFmq::ProcessArBigData(uint8_t *data, int32_t remain) {
     if (!CheckLength(data, remain, fmq::kLengthHeaderSize, 4, true, total)) {
         return remain;
     }
+    std::lock_guard<std::mutex> lock(mDftLock);
     ActivityDft *dft = GetActivityDft();
     if (dft != nullptr) {
         std::string text(reinterpret_cast<const char *>(data + fmq::kLengthHeaderSize),
@@ -174,6 +175,7 @@ int32_t VyrFmq::ProcessMotionBigData(uint8_t *data, int32_t remain) {
     if (!CheckLength(data, remain, fmq::kLengthHeaderSize, 4, true, total)) {
         return remain;
     }
+    std::lock_guard<std::mutex> lock(mDftLock);
     MotionDft *dft = GetMotionDft();
     if (dft != nullptr) {
         std::string text(reinterpret_cast<const char *>(data + fmq::kLengthHeaderSize),
@@ -201,7 +203,12 @@ int32_t VyrFmq::ProcessArRefillData(uint8_t *data, int32_t remain) {
     if (MakeOnce(mActivityRefill, mHal, mLog, "mActivityRefill") == nullptr) {
         return static_cast<int32_t>(need);
     }
-    if (packet.kind == fmq::kArRefillError && mActivityDft != nullptr) {
+    if (packet.kind != fmq::kArRefillError) {
+        mActivityRefill->Process(packet, data + kHeader);
+        return static_cast<int32_t>(need);
+    }
+    std::lock_guard<std::mutex> lock(mDftLock);
+    if (mActivityDft != nullptr) {
         const std::string text = "errorcode=" + std::to_string(packet.timestamp) + "\n";
         mActivityDft->StoreString(text);
         LOGI("get REFILL_DATA_DMD event %s", text.c_str());
@@ -235,7 +242,6 @@ int32_t VyrFmq::ProcessArContext(uint8_t *data, int32_t remain) {
     if (arEvent > fmq::kArContextMaxEvent) {
         return remain;
     }
-    ActivityDft *dft = GetActivityDft();
     // The text ends at its NUL or at the record's end.
     const char *textStart = reinterpret_cast<const char *>(data + 12);
     const void *nul = memchr(textStart, 0, fmq::kArContextTextSize);
@@ -257,6 +263,8 @@ int32_t VyrFmq::ProcessArContext(uint8_t *data, int32_t remain) {
         line += "\n";
     }
     LOGI("content: %s", line.c_str());
+    std::lock_guard<std::mutex> lock(mDftLock);
+    ActivityDft *dft = GetActivityDft();
     if (dft != nullptr) {
         dft->StoreString(line);
     }
@@ -358,13 +366,16 @@ bool VyrFmq::InitVyrdArList() {
     return mHal.GetServerCmds().AddCmd(
         "arlist", [this](const std::string, const std::string param, std::vector<uint8_t> &) {
             LOGI("VYR_CMD_AR_LIST %s", param.c_str());
-            ActivityDft *dft = GetActivityDft();
-            if (dft == nullptr) {
-                return;
+            {
+                std::lock_guard<std::mutex> lock(mDftLock);
+                ActivityDft *dft = GetActivityDft();
+                if (dft == nullptr) {
+                    return;
+                }
+                static int calFuncCount = 0;
+                StoreList(*dft, "ARList=", param, calFuncCount);
+                LOGI("mActivityDft_addr: %p", static_cast<void *>(dft));
             }
-            static int calFuncCount = 0;
-            StoreList(*dft, "ARList=", param, calFuncCount);
-            LOGI("mActivityDft_addr: %p", static_cast<void *>(dft));
             if (mHasActivity) {
                 LOGI("UpdateArList +");
                 HandToActivityList(param);
@@ -377,6 +388,7 @@ bool VyrFmq::InitVyrdMotionList() {
     return mHal.GetServerCmds().AddCmd(
         "motionlist", [this](const std::string, const std::string param, std::vector<uint8_t> &) {
             LOGI("VYR_CMD_MOTION_LIST %s", param.c_str());
+            std::lock_guard<std::mutex> lock(mDftLock);
             MotionDft *dft = GetMotionDft();
             if (dft == nullptr) {
                 return;

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,10 @@ public:
     int32_t ProcessFaceRecognize(uint8_t *data, int32_t remain);
     int32_t ProcessCameraConflictEvent(uint8_t *data, int32_t remain);
 
-    // The big-data records, made on first need.
+    // The big-data records, made on first need. Both the queue reader
+    // (under the HAL's queue lock) and the list commands (under its command
+    // lock) write to them, and a write may end a period and reset the file
+    // under the other: callers hold mDftLock.
     ActivityDft *GetActivityDft();
     MotionDft *GetMotionDft();
 
@@ -75,6 +79,7 @@ private:
     bool mHasThp = false;
     bool mHasCamera = false;
     bool mHasActivity = false;
+    std::mutex mDftLock;  // the two records below, their making and feeding
     std::unique_ptr<ActivityDft> mActivityDft;
     std::unique_ptr<MotionDft> mMotionDft;
     std::unique_ptr<EventDft> mConflictReporter;

@@ -70,6 +70,9 @@ protected:
         vyrsim::SandboxOptions options;
         options.productXml = vyrsim::ProductXmlFor(kProduct);
         options.properties["odm.vyr.arlist"] = ArList();
+        if (LogEnabled()) {
+            options.properties["persist.odm.vyr.vyrlog_enabled"] = "true";
+        }
         MakeSandbox(options);
         const std::string path = Root() + "/vendor/lib64/libVyrSensor.so";
         mSim = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -82,6 +85,7 @@ protected:
     }
 
     virtual std::string ArList() const { return "1,2,3,4,"; }
+    virtual bool LogEnabled() const { return false; }
 
     // Every activity event received so far, in order.
     static std::vector<ar::ArEvent> Events() {
@@ -354,4 +358,43 @@ TEST_F(ActivityRoadTest, AMissingLibraryStopsTheEnableBeforeAnySensor) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(mPeriod(kAccelerometer), 0);
     EXPECT_TRUE(Events().empty());
+}
+
+// With file logging on and the log captured ("collectlog on"), the log
+// client "vyr-client" hears the activity results too; "ar-client" keeps
+// hearing them.
+class ActivityCaptureTest : public ActivityRoadTest {
+protected:
+    bool LogEnabled() const override { return true; }
+
+    static size_t CapturedEvents(int32_t activity, int32_t eventType) {
+        size_t n = 0;
+        for (const vyr_msg_t &msg : Messages()) {
+            if (msg.client != "vyr-client" || msg.type != 0) {
+                continue;
+            }
+            for (const ar::ArEvent &event : Decode(msg)) {
+                n += event.activity == activity && event.eventType == eventType ? 1 : 0;
+            }
+        }
+        return n;
+    }
+};
+
+TEST_F(ActivityCaptureTest, CapturedLogAlsoHearsTheResults) {
+    Run("ar-on", "4,1,0,0;4,2,0,0", "app");
+    ASSERT_TRUE(WaitUntil([&] { return mPeriod(kAccelerometer) == 10000; }));
+    ASSERT_TRUE(WaitEvent(kHand, 2));
+    EXPECT_EQ(CapturedEvents(kHand, 2), 0u);
+
+    EXPECT_EQ(Run("collectlog", "on"), "start collect log success.\n");
+    ASSERT_EQ(mPlay("hand"), 0);
+    ASSERT_TRUE(WaitEvent(kHand, 1));
+    ASSERT_TRUE(WaitUntil([] { return CapturedEvents(kHand, 1) == 1; }));
+
+    EXPECT_EQ(Run("collectlog", "off"), "stop collect log success.\n");
+    ClearMessages();
+    ASSERT_EQ(mPlay("still"), 0);
+    ASSERT_TRUE(WaitEvent(kHand, 2));
+    EXPECT_EQ(CapturedEvents(kHand, 2), 0u);
 }

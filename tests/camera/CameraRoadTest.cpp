@@ -404,3 +404,83 @@ TEST_F(CameraRoadTest, SetEnvReplies) {
 }
 
 }  // namespace
+
+// The always-on identity answer is handled on the service's thread: a Camera
+// thread held up by a slow face detection does not hold up the result.
+TEST_F(CameraRoadTest, IdentityAnswerDoesNotWaitForABusyCameraThread) {
+    StartHal();
+    EXPECT_EQ(Run("camera-on", "1,100"), "");
+    EXPECT_EQ(Run("camera-on", "2,200"), "");
+    ASSERT_TRUE(Drain());
+    void *face = Standin("libface3d_sdk.so");
+    ASSERT_NE(face, nullptr);
+    auto delay =
+        reinterpret_cast<Face3dSimSetDetectDelayMs_t>(dlsym(face, "Face3dSimSetDetectDelayMs"));
+    ASSERT_NE(delay, nullptr);
+    delay(4000);
+    PostFrame(1, Face(0, 1));
+    ASSERT_TRUE(WaitForLog("image frame: 1,"));
+    // The Camera thread now sits in the detection, with the module mutex.
+    ASSERT_EQ(AoFaceId({1, 0, 1, 2, 60, 70, 80}), 0);
+    ASSERT_TRUE(WaitResult(kFaceId, {1, 2, 0, 80, 70}, "test", 2000));
+    EXPECT_TRUE(Results(kGaze).empty());
+    delay(0);
+    ASSERT_TRUE(WaitResult(kGaze, {1, 1, 1, 1, 0}, "test", 8000));
+    // The camera goes idle before the process ends.
+    EXPECT_EQ(Run("camera-off", "1,0"), "");
+    ASSERT_TRUE(Drain(8000));
+}
+
+// A service that answers from inside the registration and the removal of the
+// identity client (while the Camera thread waits in the call, holding the
+// module mutex): the answer is taken at once and both calls return.
+TEST_F(CameraRoadTest, IdentityAnswerFromInsideTheServiceCallsDoesNotDeadlock) {
+    StartHal();
+    // The first event loads the service; the function is switched on after.
+    EXPECT_EQ(Run("camera-on", "0,200"), "");
+    ASSERT_TRUE(Drain());
+    auto arm = AoSym<VyrAoSimFaceIdInCall_t>("VyrAoSimFaceIdInCall");
+    auto result = AoSym<VyrAoSimFaceIdInCallResult_t>("VyrAoSimFaceIdInCallResult");
+    ASSERT_NE(arm, nullptr);
+    ASSERT_NE(result, nullptr);
+    const int32_t known[] = {1, 0, 1, 3, 60, 70, 80};
+    arm(known, 7, 5000);
+    EXPECT_EQ(Run("camera-on", "2,200"), "");
+    ASSERT_TRUE(Drain(8000));
+    EXPECT_EQ(result(), 1);
+    // It came before the client was on the list: kept, and given by an
+    // update.
+    EXPECT_TRUE(WaitForLog("type 2 not found any clients callback"));
+    EXPECT_EQ(Run("faceid-update", ""), "");
+    ASSERT_TRUE(WaitResult(kFaceId, {1, 3, 0, 80, 70}));
+
+    // A second client hears the answers too; then both leave, and the
+    // removal of the last one meets an answer from inside the call.
+    EXPECT_EQ(Run("camera-on", "2,200", "other"), "");
+    ASSERT_TRUE(Drain());
+    ASSERT_EQ(AoFaceId({1, 0, 1, 4, 60, 10, 20}), 0);
+    ASSERT_TRUE(WaitResult(kFaceId, {1, 4, 0, 20, 10}, "other"));
+    ASSERT_TRUE(WaitResult(kFaceId, {1, 4, 0, 20, 10}, "test"));
+    EXPECT_EQ(Run("camera-off", "2,0", "other"), "");
+    arm(known, 7, 5000);
+    EXPECT_EQ(Run("camera-off", "2,0"), "");
+    ASSERT_TRUE(Drain(8000));
+    EXPECT_EQ(result(), 1);
+    EXPECT_TRUE(WaitForLog("mVyrAoClient type: 8, en: 0, ret: 0"));
+}
+
+// The preset answer ("nobody") is there from the switch-on, also when the
+// always-on service is missing: "faceid-update" reports it.
+TEST_F(CameraRoadTest, FaceIdUpdateGivesThePresetWithoutTheService) {
+    StartHal();
+    ASSERT_EQ(unlink(Real("/vendor/lib64/libVyrAoClient.so").c_str()), 0);
+    // The first event is lost to the missing service.
+    EXPECT_EQ(Run("camera-on", "2,200"), "");
+    ASSERT_TRUE(Drain());
+    EXPECT_EQ(Run("camera-on", "2,200"), "");
+    ASSERT_TRUE(Drain());
+    EXPECT_TRUE(WaitForLog("mVyrAoClient type: 8, en: 1, ret: -1"));
+    EXPECT_EQ(Run("faceid-update", ""), "");
+    ASSERT_TRUE(WaitResult(kFaceId, {0, -1, 0, 0, 0}));
+    EXPECT_TRUE(LinesWith("faceIdRes num:").empty());
+}

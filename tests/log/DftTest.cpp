@@ -130,6 +130,33 @@ TEST_F(DftTest, TwoHundredCameraRunsReportAtOnce) {
     EXPECT_TRUE(std::filesystem::exists(Real("/data/vendor/log/fdlog/fd_bigdata.txt")));
 }
 
+// A temporary file that cannot be opened for appending (here a directory
+// stands at its path) loses the record, yet the period ends as always: the
+// report goes out with the counters, which start again from zero.
+TEST_F(DftTest, PeriodEndsWhenTheFileCannotBeOpened) {
+    const std::string tmp = "/data/vendor/log/faceidlog/faceid_bigdata.tmp";
+    ASSERT_TRUE(std::filesystem::create_directories(Real(tmp)));
+    FaceidDft dft(Hal());
+    dft.Activate(true);
+    for (int i = 0; i < 200; ++i) {
+        dft.AddOpen();
+    }
+    EXPECT_TRUE(MonitorLines().empty());
+    dft.AddResult(1, 0, 80, 60);
+    EXPECT_TRUE(LogHas("open " + tmp + " failed, record lost"));
+    auto lines = MonitorLines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_THAT(lines[0], HasSubstr("event 991383005 "));
+    EXPECT_THAT(lines[0], HasSubstr(" TOF_OPEN_CNT=200"));
+    EXPECT_THAT(lines[0], HasSubstr(" AO_DETECT_CNT=1"));
+    EXPECT_EQ(dft.GetCounter("TOF_OPEN_CNT"), 0);
+    EXPECT_EQ(dft.GetCounter("AO_DETECT_CNT"), 0);
+    // The next period writes a new temporary file.
+    dft.AddResult(1, 5, 80, 60);
+    EXPECT_THAT(vyrtest::ReadText(Real(tmp)), HasSubstr(",5\n"));
+    EXPECT_EQ(MonitorLines().size(), 1u);
+}
+
 TEST_F(DftTest, FaceCountersWaitForTheTof) {
     FaceidDft dft(Hal());
     dft.AddOpen();

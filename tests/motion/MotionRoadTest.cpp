@@ -33,9 +33,11 @@ bool WaitUntil(const std::function<bool()> &done, int timeoutMs = 3000) {
 
 class MotionRoadTest : public HalFixture {
 protected:
+    virtual vyrsim::SandboxOptions Options() const { return vyrsim::SandboxOptions(); }
+
     void SetUp() override {
         HalFixture::SetUp();
-        MakeSandbox(vyrsim::SandboxOptions());
+        MakeSandbox(Options());
         // The same file as the library under test opens: one service.
         const std::string path = Root() + "/vendor/lib64/libVyrSensor.so";
         mSim = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -349,4 +351,40 @@ TEST_F(MotionRoadTest, PosturePrecisionLimitAndHandSetResults) {
     EXPECT_EQ(Results(0).size(), 2u);
     InjectHinge(mNow(), 90.0f, 0.0f, 0.05f);
     ASSERT_TRUE(WaitResult(0, {2, 90, 0}));
+}
+
+// With file logging on and the log captured ("collectlog on"), the log
+// client "vyr-client" hears every motion result too, beside the clients of
+// the type.
+class MotionCaptureTest : public MotionRoadTest {
+protected:
+    vyrsim::SandboxOptions Options() const override {
+        vyrsim::SandboxOptions options;
+        options.properties["persist.odm.vyr.vyrlog_enabled"] = "true";
+        return options;
+    }
+
+    static size_t Count(const std::string &client, const std::vector<int32_t> &data) {
+        size_t n = 0;
+        for (const vyr_msg_t &msg : Messages()) {
+            n += msg.client == client && msg.type == 2 && msg.data == data ? 1 : 0;
+        }
+        return n;
+    }
+};
+
+TEST_F(MotionCaptureTest, CapturedLogAlsoHearsTheResults) {
+    EXPECT_EQ(Run("flip", "on", "app"), "enable flip motion");
+    ASSERT_TRUE(WaitResult(2, {1, 3}));
+    EXPECT_EQ(Count("vyr-client", {1, 3}), 0u);
+
+    EXPECT_EQ(Run("collectlog", "on"), "start collect log success.\n");
+    ASSERT_EQ(mPlay("flip"), 0);
+    ASSERT_TRUE(WaitUntil([] { return Count("vyr-client", {1, 4}) == 1; }));
+    EXPECT_EQ(Count("app", {1, 4}), 1u);
+
+    EXPECT_EQ(Run("collectlog", "off"), "stop collect log success.\n");
+    ASSERT_EQ(mPlay("rest"), 0);
+    ASSERT_TRUE(WaitUntil([] { return Count("app", {1, 3}) == 2; }));
+    EXPECT_EQ(Count("vyr-client", {1, 3}), 0u);
 }

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <string>
+#include <thread>
 
 #include "sensor/FmqMessages.h"
 #include "sensor/SensorHub.h"
@@ -376,4 +378,36 @@ TEST_F(FmqTableTest, FmqThroughTheExportedTable) {
     Run("motionlist", "FLIP,ROTATION");
     EXPECT_THAT(vyrtest::ReadText(Root() + kMotionTmp),
                 HasSubstr("MotionList=FLIP,ROTATION\n==========\n"));
+}
+
+// The activity big-data record is fed from two threads at once: the queue
+// reader's records and the "arlist" command's key content and time lines.
+// Every record lands whole, in the report file of the period that the first
+// one ended or in the new temporary file.
+TEST_F(FmqTest, ActivityBigDataFromTheQueueAndTheListCommandAtOnce) {
+    // A period left by an earlier run, long over.
+    vyrtest::WriteText(Real(kArTmp), "ARList=A\n==========\n1000,walk\n");
+    Hal().SetLogLevel(3);
+    constexpr int kRecords = 200;
+    std::thread reader([this] {
+        for (int i = 0; i < kRecords; ++i) {
+            Feed(LengthMessage(fmq::kHeadArBigData, std::to_string(1700000000 + i) + ",walk"));
+        }
+    });
+    for (int i = 0; i < 40; ++i) {
+        Command("arlist", "AR_A,AR_B");
+    }
+    reader.join();
+    auto lines = MonitorLines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_THAT(lines[0], HasSubstr("event 936005012 "));
+    const std::string all = vyrtest::ReadText(Real("/data/vendor/log/arlog/ar_bigdata.txt")) +
+                            vyrtest::ReadText(Real(kArTmp));
+    size_t walks = 0;
+    for (size_t at = all.find(",walk\n"); at != std::string::npos;
+         at = all.find(",walk\n", at + 1)) {
+        ++walks;
+    }
+    EXPECT_EQ(walks, static_cast<size_t>(kRecords) + 1);
+    EXPECT_THAT(ReadArTmp(), HasSubstr("ARList=AR_A,AR_B\n==========\n"));
 }

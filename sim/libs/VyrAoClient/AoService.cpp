@@ -39,6 +39,7 @@ struct Answer {
     Kind kind = Kind::kRotation;
     uint32_t pipeline = 0;
     std::vector<int32_t> values;
+    uint64_t ticket = 0;  // non-zero: a caller waits for its delivery
 };
 
 class Service {
@@ -69,6 +70,33 @@ public:
     // The last face enrolment key handed over, and how many were.
     std::vector<uint8_t> mFaceIdKey;
     int32_t mFaceIdKeys = 0;
+    // A face identity answer to deliver from inside the next (un)register
+    // call of its service type, and how the last one went.
+    bool mInCallArmed = false;
+    std::vector<int32_t> mInCallValues;
+    int32_t mInCallWaitMs = 0;
+    int32_t mInCallResult = 0;
+    uint64_t mLastTicket = 0;
+    uint64_t mDeliveredTicket = 0;
+
+    // With mMutex held by `lock`: hands the armed answer to the service's
+    // thread and waits for its delivery.
+    void DeliverInCall(std::unique_lock<std::mutex> &lock) {
+        if (!mInCallArmed) {
+            return;
+        }
+        mInCallArmed = false;
+        Answer answer;
+        answer.due = Clock::now();
+        answer.kind = Kind::kFaceId;
+        answer.values = mInCallValues;
+        answer.ticket = ++mLastTicket;
+        const uint64_t ticket = answer.ticket;
+        Queue(std::move(answer), false);
+        const bool done = mCond.wait_for(lock, std::chrono::milliseconds(mInCallWaitMs),
+                                         [this, ticket] { return mDeliveredTicket >= ticket; });
+        mInCallResult = done ? 1 : -1;
+    }
 
     // Queues an answer; the thread starts on first need. Under mMutex.
     void Queue(Answer answer, bool scenario) {
@@ -103,6 +131,9 @@ private:
             mBusy = true;
             Deliver(answer, lock);
             mBusy = false;
+            if (answer.ticket != 0) {
+                mDeliveredTicket = answer.ticket;
+            }
             mCond.notify_all();
         }
     }
@@ -323,8 +354,11 @@ VYR_EXPORT int32_t VyrNovenRegisterClient(VyrNovenCallback_t callback, uint32_t 
         return -1;
     }
     Service &service = TheService();
-    std::lock_guard<std::mutex> lock(service.mMutex);
+    std::unique_lock<std::mutex> lock(service.mMutex);
     service.mClients[serviceType] = callback;
+    if (serviceType == VYR_AO_SERVICE_FACE_ID) {
+        service.DeliverInCall(lock);
+    }
     return 0;
 }
 
@@ -334,7 +368,10 @@ VYR_EXPORT int32_t VyrSendCommonData(uint32_t /*dataId*/, uint32_t /*value*/) {
 
 VYR_EXPORT int32_t VyrNovenUnregisterClient(uint32_t serviceType) {
     Service &service = TheService();
-    std::lock_guard<std::mutex> lock(service.mMutex);
+    std::unique_lock<std::mutex> lock(service.mMutex);
+    if (serviceType == VYR_AO_SERVICE_FACE_ID && service.mClients.count(serviceType) != 0) {
+        service.DeliverInCall(lock);
+    }
     return service.mClients.erase(serviceType) != 0 ? 0 : -1;
 }
 
@@ -428,6 +465,8 @@ VYR_EXPORT void VyrAoSimReset(void) {
     service.mFailRegister = 0;
     service.mFaceIdKey.clear();
     service.mFaceIdKeys = 0;
+    service.mInCallArmed = false;
+    service.mInCallResult = 0;
 }
 
 VYR_EXPORT int32_t VyrAoSimFaceIdKey(uint8_t *out, uint32_t size) {
@@ -437,6 +476,24 @@ VYR_EXPORT int32_t VyrAoSimFaceIdKey(uint8_t *out, uint32_t size) {
         std::memcpy(out, service.mFaceIdKey.data(), service.mFaceIdKey.size());
     }
     return service.mFaceIdKeys;
+}
+
+VYR_EXPORT void VyrAoSimFaceIdInCall(const int32_t *values, uint32_t count, int32_t waitMs) {
+    Service &service = TheService();
+    std::lock_guard<std::mutex> lock(service.mMutex);
+    service.mInCallArmed = true;
+    service.mInCallValues.clear();
+    if (values != nullptr) {
+        service.mInCallValues.assign(values, values + count);
+    }
+    service.mInCallWaitMs = waitMs > 0 ? waitMs : 0;
+    service.mInCallResult = 0;
+}
+
+VYR_EXPORT int32_t VyrAoSimFaceIdInCallResult(void) {
+    Service &service = TheService();
+    std::lock_guard<std::mutex> lock(service.mMutex);
+    return service.mInCallResult;
 }
 
 }  // extern "C"

@@ -51,6 +51,17 @@ void VyrAoSimReset(void);
 // answers how many keys were handed over since load or reset.
 int32_t VyrAoSimFaceIdKey(uint8_t *out, uint32_t size);
 
+// Arms one face identity answer (service type 8) that the next
+// VyrNovenRegisterClient or VyrNovenUnregisterClient of that type delivers
+// from inside the call, as a service that answers while a client registers:
+// the call queues it (after the registration, before the removal) and
+// returns only once the callback, on the service's thread, has returned or
+// `waitMs` have passed.
+void VyrAoSimFaceIdInCall(const int32_t *values, uint32_t count, int32_t waitMs);
+// How the last such delivery went: 1 the callback returned within the call,
+// -1 the call stopped waiting for it, 0 none armed or pending.
+int32_t VyrAoSimFaceIdInCallResult(void);
+
 typedef int32_t (*VyrAoSimRotation_t)(int32_t rotation);
 typedef int32_t (*VyrAoSimFaceDirection_t)(int32_t rotation);
 typedef int32_t (*VyrAoSimFaceId_t)(const int32_t *values, uint32_t count);
@@ -62,6 +73,8 @@ typedef int32_t (*VyrAoSimPipelineStarts_t)(uint32_t pipelineId);
 typedef void (*VyrAoSimFailRegister_t)(int32_t ret);
 typedef void (*VyrAoSimReset_t)(void);
 typedef int32_t (*VyrAoSimFaceIdKey_t)(uint8_t *out, uint32_t size);
+typedef void (*VyrAoSimFaceIdInCall_t)(const int32_t *values, uint32_t count, int32_t waitMs);
+typedef int32_t (*VyrAoSimFaceIdInCallResult_t)(void);
 
 #ifdef __cplusplus
 }
