@@ -7,7 +7,9 @@ packages=(cmake ninja-build g++ clang libclang-rt-14-dev pkg-config git ccache
           nlohmann-json3-dev libcli11-dev python3 python3-matplotlib)
 missing=()
 for p in "${packages[@]}"; do
-  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+  # With the arm64 libraries beside them, a bare name is ambiguous to dpkg.
+  dpkg -s "$p" >/dev/null 2>&1 || dpkg -s "$p:$(dpkg --print-architecture)" >/dev/null 2>&1 ||
+    missing+=("$p")
 done
 if [ ${#missing[@]} -gt 0 ]; then
   echo "setup: installing ${missing[*]}"
@@ -16,3 +18,6 @@ if [ ${#missing[@]} -gt 0 ]; then
   $SUDO apt-get update -qq
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${missing[@]}"
 fi
+
+# The arm64 stage of the test command: cross compiler, emulator, arm64 libraries.
+"$(dirname "$0")/arm64.sh" setup

@@ -13,6 +13,9 @@ echo "== plain build"
 scripts/build.sh build -DCMAKE_BUILD_TYPE=RelWithDebInfo
 (cd build && ctest --output-on-failure -j "$jobs")
 
+echo "== arm64 build (cross-built plain flavour, its suite under qemu-aarch64)"
+scripts/arm64.sh
+
 echo "== sanitizer build (ASan + UBSan)"
 scripts/build.sh build-asan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang \
   -DCMAKE_CXX_COMPILER=clang++ -DVYR_SANITIZE=ON -DVYR_FUZZ=ON -DVYR_BENCH=OFF

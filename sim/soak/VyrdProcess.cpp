@@ -7,7 +7,9 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 namespace soak {
 
@@ -36,10 +38,19 @@ bool VyrdProcess::Start(const std::string &program, const std::vector<std::strin
         return false;
     }
     const int err = open(stderrPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    // Under an emulator (a cross build run on another machine), VYR_EMULATOR
+    // holds its command words, an absolute path first: vyrd starts through it.
+    std::vector<std::string> words;
+    const char *prefix = getenv("VYR_EMULATOR");
+    std::istringstream emulator(prefix != nullptr ? prefix : "");
+    for (std::string word; emulator >> word;) {
+        words.push_back(word);
+    }
+    words.push_back(program);
+    words.insert(words.end(), args.begin(), args.end());
     std::vector<char *> argv;
-    argv.push_back(const_cast<char *>(program.c_str()));
-    for (const std::string &arg : args) {
-        argv.push_back(const_cast<char *>(arg.c_str()));
+    for (std::string &word : words) {
+        argv.push_back(word.data());
     }
     argv.push_back(nullptr);
 
@@ -51,7 +62,7 @@ bool VyrdProcess::Start(const std::string &program, const std::vector<std::strin
             dup2(err, STDERR_FILENO);
         }
         signal(SIGPIPE, SIG_DFL);
-        execv(program.c_str(), argv.data());
+        execv(argv[0], argv.data());
         _exit(127);
     }
     const int saved = errno;

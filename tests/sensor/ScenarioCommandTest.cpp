@@ -5,14 +5,15 @@
 #include <cstdlib>
 #include <string>
 
+#include "support/Emulator.h"
 #include "support/HalFixture.h"
 
 namespace {
 
 std::string RunVyrd(const std::string &dir, const std::string &root, const std::string &commands) {
     const std::string out = dir + "/vyrd.out";
-    std::string line = std::string(VYRD_PATH) + " --root " + root + " --quiet-log" + commands +
-                       " > " + out + " 2> " + dir + "/vyrd.err";
+    std::string line = vyrtest::EmulatorShellPrefix() + VYRD_PATH + " --root " + root +
+                       " --quiet-log" + commands + " > " + out + " 2> " + dir + "/vyrd.err";
     int status = std::system(line.c_str());
     EXPECT_EQ(status, 0) << vyrtest::ReadText(dir + "/vyrd.err");
     return vyrtest::ReadText(out);

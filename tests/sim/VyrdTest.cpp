@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "sandbox/Sandbox.h"
+#include "support/Emulator.h"
 #include "support/TestFiles.h"
 
 using nlohmann::json;
@@ -43,9 +44,9 @@ VyrdRun RunVyrd(const TempDir &tmp, const std::vector<std::string> &args,
     WriteText(inPath, stdinText);
 
     std::vector<char *> argv;
-    std::string path = VYRD_PATH;
-    argv.push_back(path.data());
-    std::vector<std::string> copies(args);
+    std::vector<std::string> copies = vyrtest::EmulatorWords();
+    copies.push_back(VYRD_PATH);
+    copies.insert(copies.end(), args.begin(), args.end());
     for (std::string &arg : copies) {
         argv.push_back(arg.data());
     }
