@@ -182,8 +182,10 @@ bool Activity::PackUploadEvents() {
     return !mUploadEvents.empty();
 }
 
+// While file logging is on and the log is captured ("collectlog on"), the
+// results go to the log client instead of "ar-client".
 std::string Activity::ResultClient() {
-    return "ar-client";
+    return VyrLog::CapturesResults(mHal) ? VyrLog::kCaptureClient : "ar-client";
 }
 
 void Activity::NotifyArStatus() {
@@ -211,13 +213,7 @@ void Activity::NotifyArStatus() {
         return;
     }
     const vyr_notify_t &notify = mHal.GetNotify();
-    if (notify.notify == nullptr) {
-        return;
-    }
-    notify.notify(msg);
-    // While the log is captured, the log client hears the results too.
-    if (VyrLog::CapturesResults(mHal)) {
-        msg.client = VyrLog::kCaptureClient;
+    if (notify.notify != nullptr) {
         notify.notify(msg);
     }
 }
