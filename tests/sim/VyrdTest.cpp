@@ -404,7 +404,7 @@ TEST(VyrdTest, FaceDelayMakesTheLoadedFaceLibrarySlow) {
     TempDir tmp;
     VyrdRun run = RunVyrd(tmp, With(Common(tmp.Path() + "/phone"),
                                     {"-c", "facedelay 100", "-c", "camera-on 1,100", "-c",
-                                     "sleep 300", "-c", "facedelay 300", "-c", "facedelay", "-c",
+                                     "sleep 800", "-c", "facedelay 300", "-c", "facedelay", "-c",
                                      "facedelay -1", "-c", "tof 1 screen", "--wait", "1500"}));
     ASSERT_EQ(run.status, 0) << run.err;
     std::vector<std::string> replies;
