@@ -19,6 +19,13 @@ constexpr int64_t kCycleMs = 45000;
 constexpr int64_t kFirstCycleMs = 5000;
 constexpr int kHangEveryCycles = 6;
 constexpr int64_t kHangInCycleMs = 33000;
+// The slow face library: every second cycle, after the sensor service is
+// back and before the hang. In the dark a turn wakes the TOF camera for two
+// seconds (no face: it looks until its deadline), so the turns repeat.
+constexpr int kSlowFaceEveryCycles = 2;
+constexpr int64_t kSlowFaceInCycleMs = 6500;
+constexpr int64_t kSlowFaceTurnMs = 2500;
+constexpr int64_t kTofFrameMs = 33;
 // Mean pauses between random feature switches and between malformed inputs.
 constexpr double kToggleMeanMs = 800.0;
 constexpr double kBadInputMeanMs = 1500.0;
@@ -94,6 +101,17 @@ private:
     // its back, touched; the face seen by the always-on service and, every
     // third round, in the dark by the TOF camera.
     void PlanRounds() {
+        const auto windows = SlowFaceWindows(mPlan.lengthMs);
+        // The camera's light and answers belong to the slow face library
+        // while it lasts.
+        auto camera = [&](int64_t at, const std::string &text) {
+            for (const auto &[begin, end] : windows) {
+                if (at >= begin && at < end) {
+                    return;
+                }
+            }
+            Use(at, text);
+        };
         int round = 0;
         for (int64_t r = kFirstRoundMs; r < mPlan.lengthMs; r += kRoundMs, ++round) {
             Use(r, "scenario rotate");
@@ -104,14 +122,14 @@ private:
                 Use(r + t, value);
             }
             Use(r + 1520, "hub 0 0,0,9.8");
-            Use(r + 500, "light 300");
-            Use(r + 600, "ao 0 fd " + std::to_string(round % 2));
+            camera(r + 500, "light 300");
+            camera(r + 600, "ao 0 fd " + std::to_string(round % 2));
             Use(r + 2000, "scenario flip");
             if (round % 3 == 2) {
-                Use(r + 2600, "light 5");
-                Use(r + 2650, "ao 0 rot 0; 300 rot 1");
-                Use(r + 3000, std::string("tof 3 ") + kTofScenes[Pick(6)]);
-                Use(r + 5600, "light 300");
+                camera(r + 2600, "light 5");
+                camera(r + 2650, "ao 0 rot 0; 300 rot 1");
+                camera(r + 3000, std::string("tof 3 ") + kTofScenes[Pick(6)]);
+                camera(r + 5600, "light 300");
             }
             Use(r + 3500, "hub 0 0,0,20");
             Use(r + 3750, "hub 0 0,0,9.8");
@@ -207,6 +225,23 @@ private:
                 Fault(c + kHangInCycleMs, StepKind::FaultBegin, FaultKind::Hang);
             }
         }
+        for (const auto &[begin, end] : SlowFaceWindows(mPlan.lengthMs)) {
+            PlanSlowFaceLibrary(begin, end);
+        }
+    }
+
+    // The begin switches the library slow and the light off; meanwhile the
+    // phone is turned every few seconds and TOF frames of nobody come at 30
+    // a second; the end makes the library quick and the light good again.
+    void PlanSlowFaceLibrary(int64_t begin, int64_t end) {
+        Fault(begin, StepKind::FaultBegin, FaultKind::SlowFaceLibrary);
+        for (int64_t t = begin + 200; t + kSlowFaceTurnMs <= end; t += kSlowFaceTurnMs) {
+            Use(t, "ao 0 rot 0; 300 rot 1");
+        }
+        for (int64_t t = begin + 100; t < end; t += kTofFrameMs) {
+            Use(t, "tof 1 nobody");
+        }
+        Fault(end, StepKind::FaultEnd, FaultKind::SlowFaceLibrary);
     }
 
     uint64_t mSeed;
@@ -230,8 +265,26 @@ const char *FaultName(FaultKind kind) {
             return "disk full";
         case FaultKind::Hang:
             return "hang caught by the watchdog";
+        case FaultKind::SlowFaceLibrary:
+            return "slow face library";
     }
     return "?";
+}
+
+bool IsLogFileFault(FaultKind kind) {
+    return kind == FaultKind::DiskFull || kind == FaultKind::LogDirDeleted;
+}
+
+std::vector<std::pair<int64_t, int64_t>> SlowFaceWindows(int64_t lengthMs) {
+    std::vector<std::pair<int64_t, int64_t>> windows;
+    int cycle = 0;
+    for (int64_t c = kFirstCycleMs; c < lengthMs; c += kCycleMs, ++cycle) {
+        if (cycle % kSlowFaceEveryCycles == 0) {
+            const int64_t begin = c + kSlowFaceInCycleMs;
+            windows.push_back({begin, begin + kSlowFaceLibraryMs});
+        }
+    }
+    return windows;
 }
 
 const std::vector<Feature> &Features() {

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace soak {
@@ -21,7 +22,13 @@ enum class FaultKind {
     LogDirDeleted,
     DiskFull,  // a file-size limit on the daemon: every write past one byte is refused
     Hang,      // a gesture call that never returns; the watchdog ends the daemon
+    // Every detection of the face library takes kSlowFaceDelayMs while TOF
+    // frames come at 30 a second in the dark, for kSlowFaceLibraryMs.
+    SlowFaceLibrary,
 };
+
+// Faults of the log files: they do not apply when file logging is off.
+bool IsLogFileFault(FaultKind kind);
 
 const char *FaultName(FaultKind kind);
 
@@ -62,6 +69,12 @@ const std::vector<std::pair<std::string, std::string>> &SteadyAsks();  // client
 
 // How long the back-tap libraries stay missing after each start.
 inline constexpr int64_t kLibraryMissingMs = 5000;
+
+// The slow face library: how long, how slow, and when (plan time, begin and
+// end; the use of the camera in the rounds keeps out of these windows).
+inline constexpr int64_t kSlowFaceLibraryMs = 20000;
+inline constexpr int kSlowFaceDelayMs = 100;
+std::vector<std::pair<int64_t, int64_t>> SlowFaceWindows(int64_t lengthMs);
 
 struct Plan {
     uint64_t seed = 0;

@@ -30,6 +30,9 @@ struct Options {
     int64_t pssBoundKb = 4096;   // allowed PSS growth over a life after the warm-up
     int64_t fdBound = 2;         // allowed growth of open descriptors
     int64_t hangWaitMs = 60000;  // how long the watchdog may take to end a hung daemon
+    // File logging on (the property that switches it on); off is a user's
+    // phone, where the log-file faults and the CSV check do not apply.
+    bool logging = true;
     bool verbose = false;
 };
 
@@ -41,6 +44,12 @@ struct FaultRecord {
     std::vector<size_t> expectations;
     std::string note;  // what went wrong, if anything
     bool failed = false;
+    bool notApplicable = false;  // a log-file fault with logging off: not injected
+    // The slow face library: PSS of the daemon (kB) before it, sampled while
+    // it lasts, and sampled for a while after it.
+    int64_t pssBeforeKb = -1;
+    std::vector<int64_t> pssDuring;
+    std::vector<int64_t> pssAfter;
 };
 
 struct LifeRecord {
@@ -81,9 +90,14 @@ private:
     void HideLibraries(bool hide);
     void LimitFileSize(bool limit);
     void Sample();
+    // PSS samples around the current life's slow face library, if any.
+    void SampleSlowFault();
     std::string LogDir() const;
     int64_t RebootTimes() const;
     void Note(const std::string &text);
+    // The total of the Camera's last line about dropped TOF frames in this
+    // daemon's log (the line comes at most every few seconds); 0 if none.
+    int64_t DroppedFramesLogged() const;
     nlohmann::ordered_json Summarise(bool &pass);
 
     Options mOpt;
@@ -105,6 +119,7 @@ private:
     int mSosRestarts = 0;
     int64_t mLibrariesBackAtMs = -1;
     int64_t mLastSampleMs = -1;
+    int64_t mLastFaultSampleMs = -1;
     std::map<std::string, uint64_t> mLogSizes;
     uint64_t mLogcatStart = 0;
     int64_t mWallStartMs = 0;

@@ -1,8 +1,8 @@
 // vyr_soak: hours of use of the simulated phone compressed into minutes, with
 // faults injected. Starts vyrd in a fresh sandbox of the default product with
-// file logging on, plays a seeded plan of clients, inputs and faults against
-// it, restarts it when the watchdog ends it, and prints a summary (a table on
-// standard output, JSON in the sandbox). Exit code 1 when an invariant fails.
+// file logging on (or off, --logging off), plays a seeded plan of clients, inputs and faults
+// against it, restarts it when the watchdog ends it, and prints a summary (a table on standard
+// output, JSON in the sandbox). Exit code 1 when an invariant fails.
 #include <signal.h>
 #include <unistd.h>
 
@@ -35,6 +35,12 @@ int main(int argc, char **argv) {
         ->capture_default_str();
     app.add_option("--fd-bound", opt.fdBound, "Allowed growth of open descriptors after warm-up")
         ->capture_default_str();
+    std::string logging = "on";
+    app.add_option("--logging", logging,
+                   "File logging of the phone: on, or off as on a user's phone (no log files; "
+                   "the log-file faults and the CSV check do not apply)")
+        ->check(CLI::IsMember({"on", "off"}))
+        ->capture_default_str();
     app.add_option("--json", jsonPath, "Also write the JSON summary to FILE");
     app.add_flag("--plan", printPlan, "Print the plan of the seed and length, and stop");
     app.add_flag("-v,--verbose", opt.verbose,
@@ -46,6 +52,7 @@ int main(int argc, char **argv) {
                1000000;
     }
     opt.seed = seed;
+    opt.logging = logging == "on";
     opt.lengthMs = seconds * 1000;
     if (printPlan) {
         printf("%s", soak::PlanText(soak::MakePlan(opt.seed, opt.lengthMs)).c_str());

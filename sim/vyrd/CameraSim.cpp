@@ -136,6 +136,25 @@ std::string SetLight(const std::string &param) {
     return reply;
 }
 
+std::string SetFaceDelay(const std::string &param) {
+    char *end = nullptr;
+    const long ms = strtol(param.c_str(), &end, 10);
+    if (param.empty() || end == param.c_str() || *end != '\0' || ms < 0 || ms > 60000) {
+        return "usage: facedelay MS (0 to 60000)";
+    }
+    void *handle = LoadedLib("libface3d_sdk.so");
+    if (handle == nullptr) {
+        return "facedelay: the face library is not loaded yet (switch a camera function on first)";
+    }
+    auto set =
+        reinterpret_cast<Face3dSimSetDetectDelayMs_t>(dlsym(handle, "Face3dSimSetDetectDelayMs"));
+    if (set != nullptr) {
+        set(static_cast<int32_t>(ms));
+    }
+    dlclose(handle);
+    return set != nullptr ? "facedelay " + param + ": set" : "facedelay: failed";
+}
+
 std::string PlayAoScenario(const std::string &param) {
     void *handle = LoadedLib("libVyrAoClient.so");
     if (handle == nullptr) {

@@ -28,6 +28,11 @@ bool BuildTofFrames(const std::string &param, std::vector<std::vector<uint8_t>> 
 // on. The reply text.
 std::string SetLight(const std::string &param);
 
+// "facedelay MS": every detection of the stand-in face library takes MS
+// milliseconds more from now on (0 ends it), a library slower than the
+// frames. The reply text.
+std::string SetFaceDelay(const std::string &param);
+
 // "ao SCENARIO": plays a scenario on the simulated always-on service
 // ("MS KIND VALUES; ...", kinds rot, fd, faceid). The reply text.
 std::string PlayAoScenario(const std::string &param);

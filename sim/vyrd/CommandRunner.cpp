@@ -332,9 +332,11 @@ bool CommandRunner::Run(const CommandLine &cmd) {
         }
         return true;
     }
-    if (cmd.name == "light" || cmd.name == "ao") {
+    if (cmd.name == "light" || cmd.name == "ao" || cmd.name == "facedelay") {
         const std::string param = Strip(cmd.param);
-        const std::string reply = cmd.name == "light" ? SetLight(param) : PlayAoScenario(param);
+        const std::string reply = cmd.name == "light"       ? SetLight(param)
+                                  : cmd.name == "facedelay" ? SetFaceDelay(param)
+                                                            : PlayAoScenario(param);
         mOut.Reply(cmd.name, mClient, cmd.param, std::vector<uint8_t>(reply.begin(), reply.end()));
         return true;
     }

@@ -211,13 +211,33 @@ void Camera::PostEvent(int32_t kind, const std::vector<uint8_t> &data) {
     PostEvent(kind, std::vector<uint8_t>(data));
 }
 
+// Departs from a plain unbounded queue: TOF frames are bounded (see
+// CameraEventQueue), a newer frame pushing out the oldest waiting one. The
+// drops are counted; the first one logs, later ones at most once a period,
+// with the total, so a long run of a slow face library cannot flood the log.
 void Camera::PostEvent(int32_t kind, std::vector<uint8_t> &&data) {
-    std::lock_guard<std::mutex> lock(mEventMutex);
-    mEvents.Push(CameraEvent{static_cast<uint32_t>(kind), std::move(data)});
-    if (kind == EVENT_CAMERA_FRAME) {
-        mFrameSeen = true;
+    CameraEvent dropped;  // freed after the lock
+    bool logDrop = false;
+    uint64_t total = 0;
+    {
+        std::lock_guard<std::mutex> lock(mEventMutex);
+        if (mEvents.Push(CameraEvent{static_cast<uint32_t>(kind), std::move(data)}, &dropped)) {
+            total = mDroppedFrames.fetch_add(1, std::memory_order_relaxed) + 1;
+            const uint64_t now = VyrHal::MonoTimeMs();
+            if (total == 1 || now - mDropLogMs >= kDropLogPeriodMs) {
+                mDropLogMs = now;
+                logDrop = true;
+            }
+        }
+        if (kind == EVENT_CAMERA_FRAME) {
+            mFrameSeen = true;
+        }
+        mEventCond.notify_all();
     }
-    mEventCond.notify_all();
+    if (logDrop) {
+        LOGW("camera busy, oldest waiting tof frame dropped, %llu dropped in all",
+             static_cast<unsigned long long>(total));
+    }
 }
 
 size_t Camera::QueueDepth() const {

@@ -61,6 +61,9 @@ enum CameraEventKind : int32_t {
     EVENT_NOVEN_CMD = 13,
 };
 
+static_assert(EVENT_CAMERA_FRAME == CameraEventQueue::kFrameKind,
+              "the queue bounds the TOF frames");
+
 // A setting as it travels through the queue: 140 bytes.
 struct CameraSettingRecord {
     char client[128];
@@ -93,6 +96,8 @@ public:
     static constexpr uint32_t kServiceFaceDirection = 1;
     static constexpr uint32_t kServiceFaceId = 8;
     static constexpr uint32_t kFrameTimeoutMs = 2000;
+    // Dropped TOF frames log at most once in this period.
+    static constexpr uint64_t kDropLogPeriodMs = 5000;
 
     explicit Camera(VyrHal &hal);
     ~Camera() override;
@@ -235,6 +240,7 @@ private:
     std::condition_variable mEventCond;
     bool mFrameSeen = false;  // under mEventMutex
     std::atomic<uint64_t> mDroppedFrames{0};
+    uint64_t mDropLogMs = 0;  // under mEventMutex: when a drop last logged
     // Whether the libraries opened with all their symbols: an object that
     // did not is kept (only its first event is lost) but never called.
     std::atomic<bool> mFace3dLoaded{false};

@@ -76,9 +76,18 @@ protected:
         return face3d_sim_scene_t{1, orientation, gaze, identity, exposure};
     }
     static face3d_sim_scene_t Nobody() { return face3d_sim_scene_t{0, 0, 0, 0, 0}; }
+    // Frames come as a camera sends them, one after the other: each is taken
+    // by the Camera thread before the next goes in, since frames that pile up
+    // behind a busy thread are dropped (the flood test posts its own).
     void PostFrame(uint64_t number, const face3d_sim_scene_t &scene, uint32_t exposure = 100) {
         std::vector<uint8_t> message = Frame(number, exposure, scene);
         mHal->VyrFmqData(message.data(), static_cast<int32_t>(message.size()));
+        WaitUntil([&] { return Cam().QueueDepth() == 0; });
+    }
+    // The same for a frame event posted straight to the Camera queue.
+    void PostFrameEvent(const std::vector<uint8_t> &bytes) {
+        Cam().PostEvent(EVENT_CAMERA_FRAME, bytes);
+        WaitUntil([&] { return Cam().QueueDepth() == 0; });
     }
 
     // A stand-in as the library under test loaded it; null when it is not

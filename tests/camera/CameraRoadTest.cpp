@@ -224,9 +224,9 @@ TEST_F(CameraRoadTest, BadEventsAreLoggedAndTheThreadGoesOn) {
     EXPECT_EQ(Run("camera-off", "1"), "usage: camera-off cameraType");
     ASSERT_TRUE(Drain());
 
-    Cam().PostEvent(EVENT_CAMERA_FRAME, std::vector<uint8_t>(10, 0));  // short
-    std::vector<uint8_t> small = MakeTofFrameMessage(3, 100, 1000);    // wrong size
-    Cam().PostEvent(EVENT_CAMERA_FRAME, small);
+    PostFrameEvent(std::vector<uint8_t>(10, 0));                     // short
+    std::vector<uint8_t> small = MakeTofFrameMessage(3, 100, 1000);  // wrong size
+    PostFrameEvent(small);
     Cam().PostEvent(EVENT_CAMERA_SETTING, std::vector<uint8_t>(139, 0));
     Cam().PostEvent(4, {});
     Cam().PostEvent(99, {1, 2, 3});
@@ -238,7 +238,7 @@ TEST_F(CameraRoadTest, BadEventsAreLoggedAndTheThreadGoesOn) {
     // A frame that claims more pixels than it carries.
     std::vector<uint8_t> liar = Frame(4, 100, Face(0, 1));
     liar.resize(TofFrameHeader::kHeaderSize + 100);
-    Cam().PostEvent(EVENT_CAMERA_FRAME, liar);
+    PostFrameEvent(liar);
     ASSERT_TRUE(Drain());
     EXPECT_FALSE(LinesWith("frame size error: 10").empty());
     EXPECT_FALSE(LinesWith("input size 307200 != 1000 failed").empty());

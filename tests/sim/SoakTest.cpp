@@ -35,7 +35,7 @@ TEST(SoakPlan, SameSeedSamePlanEveryFaultInAMinute) {
     // The missing library is the supervisor's, at each start of the daemon.
     EXPECT_EQ(faults, (std::set<FaultKind>{FaultKind::SensorServiceDeath, FaultKind::HubReset,
                                            FaultKind::DiskFull, FaultKind::LogDirDeleted,
-                                           FaultKind::Hang}));
+                                           FaultKind::Hang, FaultKind::SlowFaceLibrary}));
     EXPECT_GT(malformed, 20u);
 
     // A longer run of the same seed begins the same way.
@@ -43,6 +43,48 @@ TEST(SoakPlan, SameSeedSamePlanEveryFaultInAMinute) {
     const std::string longer = soak::PlanText(soak::MakePlan(42, 120000));
     const std::string body = text.substr(text.find('\n') + 1);
     EXPECT_EQ(longer.find(body.substr(0, body.size() / 2)), longer.find('\n') + 1);
+}
+
+// While the face library is slow the fault has the camera to itself: TOF
+// frames at 30 a second, turns in the dark, and none of the rounds' light
+// or always-on answers.
+TEST(SoakPlan, SlowFaceLibraryOwnsTheCameraForItsWindow) {
+    const soak::Plan plan = soak::MakePlan(1, 60000);
+    ASSERT_EQ(soak::SlowFaceWindows(60000).size(), 1u);
+    const auto [begin, end] = soak::SlowFaceWindows(60000)[0];
+    EXPECT_EQ(end - begin, soak::kSlowFaceLibraryMs);
+    EXPECT_LT(end, 38000);  // before the hang of the first cycle
+    int frames = 0;
+    int turns = 0;
+    int64_t lastFrame = -1;
+    bool began = false;
+    bool ended = false;
+    for (const soak::Step &step : plan.steps) {
+        if (step.fault == FaultKind::SlowFaceLibrary && step.kind == StepKind::FaultBegin) {
+            EXPECT_EQ(step.atMs, begin);
+            began = true;
+        }
+        if (step.fault == FaultKind::SlowFaceLibrary && step.kind == StepKind::FaultEnd) {
+            EXPECT_EQ(step.atMs, end);
+            ended = true;
+        }
+        if (step.kind != StepKind::Command || step.atMs < begin || step.atMs >= end) {
+            continue;
+        }
+        EXPECT_NE(step.text, "light 300");
+        EXPECT_NE(step.text.rfind("ao 0 fd", 0), 0u) << step.text;
+        if (step.text == "tof 1 nobody") {
+            if (lastFrame >= 0) {
+                EXPECT_LE(step.atMs - lastFrame, 34);
+            }
+            lastFrame = step.atMs;
+            ++frames;
+        }
+        turns += step.text == "ao 0 rot 0; 300 rot 1" ? 1 : 0;
+    }
+    EXPECT_TRUE(began && ended);
+    EXPECT_GE(frames, 590);
+    EXPECT_GE(turns, 7);
 }
 
 TEST(SoakPlan, ClientsAlternateOnAndOffPerFeature) {

@@ -398,6 +398,32 @@ TEST(VyrdTest, FaultCommandsNeedTheirLibraryAndParameters) {
                   "usage: input NODE HEX"}));
 }
 
+// "facedelay" reaches the face library the library under test loaded (on
+// the Camera thread's first event): a slow library still answers each frame,
+// only later.
+TEST(VyrdTest, FaceDelayMakesTheLoadedFaceLibrarySlow) {
+    TempDir tmp;
+    VyrdRun run = RunVyrd(tmp, With(Common(tmp.Path() + "/phone"),
+                                    {"-c", "facedelay 100", "-c", "camera-on 1,100", "-c",
+                                     "sleep 800", "-c", "facedelay 300", "-c", "facedelay", "-c",
+                                     "facedelay -1", "-c", "tof 1 screen", "--wait", "1500"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    std::vector<std::string> replies;
+    for (const json &line : Replies(run, "facedelay")) {
+        replies.push_back(line.value("reply", ""));
+    }
+    EXPECT_EQ(replies, (std::vector<std::string>{
+                           "facedelay: the face library is not loaded yet (switch a camera "
+                           "function on first)",
+                           "facedelay 300: set", "usage: facedelay MS (0 to 60000)",
+                           "usage: facedelay MS (0 to 60000)"}));
+    int gaze = 0;
+    for (const json &line : run.objects) {
+        gaze += line.contains("type") && line["type"] == 1 && line.value("client", "") == "vyrd";
+    }
+    EXPECT_EQ(gaze, 1);
+}
+
 // The sensor service dies and comes back: the library forgets its sensors,
 // reconnects on the next setting, and rotation results come again.
 TEST(VyrdTest, SensorServiceDiesAndComesBack) {
