@@ -9,9 +9,11 @@
 
 namespace {
 
+// Never destroyed: a module thread may still open a library while the
+// process runs its exit handlers.
 const std::vector<std::string> &SearchDirs() {
-    static const std::vector<std::string> dirs = {"/odm/lib64/", "/vendor/lib64/"};
-    return dirs;
+    static const auto *dirs = new std::vector<std::string>{"/odm/lib64/", "/vendor/lib64/"};
+    return *dirs;
 }
 
 const char *DlErrorText() {
