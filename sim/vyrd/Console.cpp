@@ -1,5 +1,7 @@
 #include "vyrd/Console.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -71,6 +73,9 @@ char **Complete(const char *text, int start, int /*end*/) {
 int RunConsole(CommandRunner &runner) {
     gRunner = &runner;
     rl_readline_name = "vyrd";
+    // The prompt and the edited line stay off standard output when that is
+    // not the terminal (JSON lines into a pipe).
+    rl_outstream = isatty(STDOUT_FILENO) != 0 ? stdout : stderr;
     rl_attempted_completion_function = Complete;
     using_history();
     int bad = 0;
@@ -78,7 +83,7 @@ int RunConsole(CommandRunner &runner) {
     for (;;) {
         char *raw = readline(kPrompt);
         if (raw == nullptr) {
-            fputc('\n', stdout);
+            fputc('\n', rl_outstream);
             break;
         }
         std::string line(raw);

@@ -197,6 +197,11 @@ void Camera::PostEvent(int32_t kind, std::vector<uint8_t> &&data) {
     mEventCond.notify_all();
 }
 
+size_t Camera::QueueDepth() {
+    std::lock_guard<std::mutex> lock(mEventMutex);
+    return mEvents.Size();
+}
+
 void Camera::ThreadProcess() {
     LOGI("camera thread starting.");
     SetThreadName(mName);

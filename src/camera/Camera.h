@@ -105,6 +105,8 @@ public:
     // Any thread: queues one event for the Camera thread.
     void PostEvent(int32_t kind, const std::vector<uint8_t> &data);
     void PostEvent(int32_t kind, std::vector<uint8_t> &&data);
+    // Events waiting for the Camera thread (under the event mutex).
+    size_t QueueDepth();
 
     void CameraSwitch(const std::string client, int type, bool enable, int lux);
     void CameraSetting(const std::string client, int type, bool enable, int lux);

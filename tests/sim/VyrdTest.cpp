@@ -259,6 +259,36 @@ TEST(VyrdTest, HumanFormTellsRepliesResultsAndSteps) {
     EXPECT_EQ((*say)["say"], "The phone wakes up.");
 }
 
+// "dump" as an integrator runs it: one JSON document in the reply line, and
+// indented in human text.
+TEST(VyrdTest, DumpAnswersOneDocumentIndentedAtATerminal) {
+    TempDir tmp;
+    const std::string root = tmp.Path() + "/phone";
+    VyrdRun run =
+        RunVyrd(tmp, With(Common(root), {"-c", "rotation on", "-c", "sleep 300", "-c", "dump"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    const json doc = json::parse(ReplyText(run, "dump"), nullptr, false);
+    ASSERT_FALSE(doc.is_discarded());
+    EXPECT_EQ(doc["sensors"]["serviceConnected"], true);
+    EXPECT_FALSE(doc["sensors"]["list"].empty());
+    bool rotation = false;
+    for (const json &module : doc["modules"]) {
+        for (const json &row : module["clients"]) {
+            rotation = rotation || (module["name"] == "Motion" && row["type"] == 7 &&
+                                    row["clients"] == json::array({"vyrd"}));
+        }
+    }
+    EXPECT_TRUE(rotation) << doc["modules"].dump();
+
+    VyrdRun human = RunVyrd(tmp, With(Common(root), {"--human", "-c", "dump"}));
+    ASSERT_EQ(human.status, 0) << human.err;
+    ASSERT_FALSE(human.lines.empty());
+    EXPECT_EQ(human.lines.front(), "{");
+    EXPECT_EQ(human.lines.back(), "}");
+    EXPECT_NE(std::find(human.lines.begin(), human.lines.end(), "  \"sensors\": {"),
+              human.lines.end());
+}
+
 TEST(VyrdTest, EachStartCountsInTheReusedSandbox) {
     TempDir tmp;
     const std::string root = tmp.Path() + "/phone";
