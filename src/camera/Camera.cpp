@@ -197,9 +197,13 @@ void Camera::PostEvent(int32_t kind, std::vector<uint8_t> &&data) {
     mEventCond.notify_all();
 }
 
-size_t Camera::QueueDepth() {
+size_t Camera::QueueDepth() const {
     std::lock_guard<std::mutex> lock(mEventMutex);
     return mEvents.Size();
+}
+
+uint64_t Camera::DroppedFrames() const {
+    return mDroppedFrames.load(std::memory_order_relaxed);
 }
 
 void Camera::ThreadProcess() {

@@ -105,8 +105,10 @@ public:
     // Any thread: queues one event for the Camera thread.
     void PostEvent(int32_t kind, const std::vector<uint8_t> &data);
     void PostEvent(int32_t kind, std::vector<uint8_t> &&data);
-    // Events waiting for the Camera thread (under the event mutex).
-    size_t QueueDepth();
+    // Any thread: the events waiting for the Camera thread, and the TOF
+    // frames dropped since start because newer ones took their place.
+    size_t QueueDepth() const;
+    uint64_t DroppedFrames() const;
 
     void CameraSwitch(const std::string client, int type, bool enable, int lux);
     void CameraSetting(const std::string client, int type, bool enable, int lux);
@@ -216,9 +218,10 @@ private:
     std::atomic<bool> mRunning{false};
     std::thread mThread;
     CameraEventQueue mEvents;
-    std::mutex mEventMutex;
+    mutable std::mutex mEventMutex;
     std::condition_variable mEventCond;
     bool mFrameSeen = false;  // under mEventMutex
+    std::atomic<uint64_t> mDroppedFrames{0};
     // Whether the libraries opened with all their symbols: an object that
     // did not is kept (only its first event is lost) but never called.
     std::atomic<bool> mFace3dLoaded{false};

@@ -309,7 +309,7 @@ std::string VyrHal::DumpState() {
         json.Key("camera");
         json.BeginObject();
         json.Field("depth", static_cast<uint64_t>(mCamera->QueueDepth()));
-        json.Field("dropped", uint64_t{0});
+        json.Field("dropped", mCamera->DroppedFrames());
         json.EndObject();
     }
     VyrLog::ThreadStats log;
