@@ -5,6 +5,8 @@ set -euo pipefail
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev pkg-config git ccache
           libtinyxml2-dev libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
           nlohmann-json3-dev libcli11-dev python3 python3-matplotlib)
+# vyrd's prompt: line editing, history and completion.
+packages+=(libedit-dev)
 missing=()
 for p in "${packages[@]}"; do
   # With the arm64 libraries beside them, a bare name is ambiguous to dpkg.

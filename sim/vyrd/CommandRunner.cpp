@@ -241,11 +241,46 @@ bool CommandRunner::RunFmq(const std::string &what, const std::vector<uint8_t> &
         TraceSection section(mTrace, "vyrd " + what);
         result = mLib.Ops().vyr_fmq_data(copy.data(), static_cast<int32_t>(copy.size()));
     }
-    mOut.Event({{"command", what}, {"size", copy.size()}, {"result", result}});
+    mOut.Fmq(what, copy.size(), result);
     return true;
 }
 
+const std::vector<std::string> &CommandRunner::BuiltinNames() {
+    static const std::vector<std::string> kNames = {
+        "ao",       "client",    "faceenroll", "fmq",   "fmqfile", "fpblock",     "getdata",
+        "hang",     "hub",       "input",      "light", "pen",     "replayfiles", "say",
+        "scenario", "sensorsvc", "sleep",      "tof",   "touch",
+    };
+    return kNames;
+}
+
+std::vector<std::string> CommandRunner::LibraryCommandNames() const {
+    std::vector<uint8_t> out;
+    mLib.Ops().vyr_run_command(mClient, "help", {}, out);
+    std::vector<std::string> names;
+    std::string name;
+    for (uint8_t c : out) {
+        if (c == '\n') {
+            if (!name.empty()) {
+                names.push_back(name);
+            }
+            name.clear();
+        } else {
+            name.push_back(static_cast<char>(c));
+        }
+    }
+    if (!name.empty()) {
+        names.push_back(name);
+    }
+    return names;
+}
+
 bool CommandRunner::Run(const CommandLine &cmd) {
+    if (cmd.name == "say") {
+        mOut.Say(Strip(cmd.param));
+        return true;
+    }
+    mOut.Command(cmd.name, cmd.param);
     if (cmd.name == "sleep") {
         long long ms = 0;
         if (!ParseCount(Strip(cmd.param), 24LL * 3600 * 1000, ms)) {

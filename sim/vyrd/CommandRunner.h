@@ -20,6 +20,7 @@
 //   touch down|move ID,X,Y / touch up ID   a finger on the touch panel
 //   pen HEX            a 25-byte report of the Bluetooth pen
 //   fpblock PEAK       a fingerprint-area block whose middle cell is PEAK
+//   say TEXT           tells a step of a script in one line
 // Faults, for soak runs:
 //   hang MS            the next flip or orientation call of the stand-in
 //                      gesture library sleeps MS milliseconds
@@ -63,6 +64,10 @@ public:
     int RunStream(std::istream &in, bool prompt);
 
     const std::string &Client() const { return mClient; }
+    // The names of vyrd's own commands, sorted.
+    static const std::vector<std::string> &BuiltinNames();
+    // The library's command names, as its "help" lists them.
+    std::vector<std::string> LibraryCommandNames() const;
     void SetReplayFrom(std::string dir) { mReplayFrom = std::move(dir); }
 
 private:

@@ -34,6 +34,16 @@ std::string Posture(int posture) {
     }
 }
 
+// A screen rotation: 0 to 3, -1 no value, -2 unknown.
+std::string RotationName(int value) {
+    static const char *const kNames[] = {"portrait", "landscape", "portrait upside down",
+                                         "landscape, other side"};
+    if (value >= 0 && value <= 3) {
+        return kNames[value];
+    }
+    return value == -1 ? "none" : value == -2 ? "unknown" : std::to_string(value);
+}
+
 std::string Motion(int type, int value) {
     switch (type) {
         case kFlip:
@@ -44,11 +54,8 @@ std::string Motion(int type, int value) {
             return std::string("pick-call: ") + (value == 0   ? "at the ear"
                                                  : value == 1 ? "taken away"
                                                               : std::to_string(value));
-        case kRotation: {
-            static const char *const kNames[] = {"portrait", "landscape", "portrait upside down",
-                                                 "landscape, other side"};
-            return std::string("rotation: ") + (value >= 0 && value <= 3 ? kNames[value] : "none");
-        }
+        case kRotation:
+            return "rotation: " + (value >= 0 && value <= 3 ? RotationName(value) : "none");
         case kWristFlip:
             return "wrist flip: " + std::to_string(value);
         case kRotationGesture:
@@ -76,8 +83,8 @@ std::string Camera(const vyr_msg_t &msg) {
     const std::vector<int32_t> &d = msg.data;
     switch (msg.type) {
         case 0:
-            return "face direction: " + std::to_string(d[1]) + " (motion sensor " +
-                   std::to_string(d[0]) + ")";
+            return "face direction: " + RotationName(d[1]) +
+                   " (motion sensor: " + RotationName(d[0]) + ")";
         case 1:
             return std::string("eye gaze: ") +
                    (d[0] == 0   ? "nobody"

@@ -1,7 +1,8 @@
 // vyrd: the sensing daemon of the simulated phone. Loads libvyr.tolvi.so,
 // starts it with a result callback and trace hooks, serves commands from the
-// command line, a script or standard input, and prints replies and result
-// messages as JSON lines.
+// command line, a script or standard input (a prompt with line editing at a
+// terminal), and prints replies and result messages: as JSON lines, or as
+// human text when standard output is a terminal.
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
@@ -22,6 +23,7 @@
 
 #include "sandbox/Sandbox.h"
 #include "vyrd/CommandRunner.h"
+#include "vyrd/Console.h"
 #include "vyrd/HalLibrary.h"
 #include "vyrd/Output.h"
 #include "vyrd/TouchPanel.h"
@@ -126,6 +128,9 @@ struct Settings {
     bool noLibs = false;
     bool plain = false;
     bool describe = false;
+    bool json = false;
+    bool human = false;
+    bool verbose = false;
     std::string replayFrom;
 };
 
@@ -186,7 +191,8 @@ int main(int argc, char **argv) {
     Settings s;
     CLI::App app{
         "vyrd: loads libvyr.tolvi.so, starts it and serves commands. Replies and result "
-        "messages are printed as JSON lines on standard output."};
+        "messages are printed as JSON lines on standard output, or as human text when it is "
+        "a terminal."};
     app.add_option("--lib", s.lib, "The library to load")->capture_default_str();
     app.add_option("--root", s.root,
                    "Device sandbox: made when DIR has no properties file, reused otherwise; "
@@ -209,6 +215,14 @@ int main(int argc, char **argv) {
     app.add_flag("--no-libs", s.noLibs, "Do not copy the stand-in libraries into a new sandbox");
     app.add_flag("--plain", s.plain, "Print replies as plain text instead of JSON lines");
     app.add_flag("--describe", s.describe, "Follow each result line with a human line (# ...)");
+    auto *json = app.add_flag("--json", s.json, "JSON lines even at a terminal");
+    app.add_flag("--human", s.human,
+                 "Human text even when standard output is not a terminal: replies as text, "
+                 "results as their human line after the seconds since start")
+        ->excludes(json);
+    app.add_flag("-v,--verbose", s.verbose,
+                 "Human text: echo each command (\"> flip on\") with its reply, also those of "
+                 "a script");
     app.add_option("--replay-from", s.replayFrom,
                    "Recorded run (its sandbox or log directory) for the replayfiles command");
     app.footer(
@@ -220,7 +234,11 @@ int main(int argc, char **argv) {
         "  faults: hang MS (next flip/orientation call of the gesture library sleeps MS),\n"
         "    sensorsvc die|restart, hub reset, input NODE HEX (raw bytes to dev/input/NODE)\n"
         "  replayfiles [DIR] (lay a recorded run's sensor files out for motion-emulate)\n"
-        "Standard input is read when neither -c nor --script is given.\n\n" +
+        "  say TEXT (tell a step of a script in one line)\n"
+        "Standard input is read when neither -c nor --script is given; at a terminal with "
+        "line editing,\nhistory (arrow keys) and Tab completion of command names. In human "
+        "text a script's replies\nare left out (its say lines and the results tell it) unless "
+        "-v.\n\n" +
         vyrsim::SandboxLayoutText());
     CLI11_PARSE(app, argc, argv);
     s.cmdlineGiven = app.count("--cmdline") > 0;
@@ -248,6 +266,9 @@ int main(int argc, char **argv) {
     }
     Out().SetPlainReplies(s.plain);
     Out().SetDescribe(s.describe);
+    const bool human = s.human || (!s.json && isatty(STDOUT_FILENO) != 0);
+    Out().SetForm(human ? vyrd::Output::Form::kHuman : vyrd::Output::Form::kJson);
+    Out().SetVerbose(s.verbose);
 
     if (!s.trace.empty() && !Trace().Open(s.trace)) {
         fprintf(stderr, "vyrd: cannot create %s: %s\n", s.trace.c_str(), strerror(errno));
@@ -292,10 +313,19 @@ int main(int argc, char **argv) {
     }
     if (!s.script.empty()) {
         std::istringstream in(scriptText);
+        Out().SetQuietReplies(true);
         bad += runner.RunStream(in, false);
+        Out().SetQuietReplies(false);
     }
     if (s.commands.empty() && s.script.empty()) {
-        bad += runner.RunStream(std::cin, isatty(STDIN_FILENO) != 0);
+        if (isatty(STDIN_FILENO) != 0) {
+            Out().Note("vyrd: " + fs::path(s.lib).filename().string() + " " + lib.Version() +
+                       " started; \"help\" lists its commands, Tab completes a name, "
+                       "Ctrl-D ends");
+            bad += vyrd::RunConsole(runner);
+        } else {
+            bad += runner.RunStream(std::cin, false);
+        }
     }
     if (s.waitMs > 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(s.waitMs));

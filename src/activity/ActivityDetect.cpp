@@ -3,6 +3,7 @@
 // events once each activity's report interval allows.
 #include <boundchk.h>
 
+#include <cstdint>
 #include <cstring>
 
 #include "activity/Activity.h"
@@ -41,6 +42,18 @@ uint32_t FirstWord(const uint64_t result[2]) {
     return word;
 }
 
+// The confidence a hand-held or micro-still detector gives with its verdict:
+// the second 32-bit word of its result (0 from a detector that gives none),
+// kept in the slot's 16-bit score.
+void StoreResultScore(uint8_t *block, int id, const uint64_t result[2]) {
+    int32_t word = 0;
+    memcpy(&word, reinterpret_cast<const uint8_t *>(result) + sizeof(uint32_t), sizeof(word));
+    const int16_t score = static_cast<int16_t>(word < INT16_MIN   ? INT16_MIN
+                                               : word > INT16_MAX ? INT16_MAX
+                                                                  : word);
+    memcpy(block + ar::ScoreOffset(id), &score, sizeof(score));
+}
+
 }  // namespace
 
 void Activity::OnSensorEvent(const ASensorEvent &event) {
@@ -76,13 +89,16 @@ void Activity::DetectActivity(ASensorEvent event) {
     if (HasClients(ar::kHandHeld) && mHandLib != nullptr) {
         uint64_t result[2] = {0, 0};
         mHandLib->GetHandHeldResult(result, &gArContext);
-        mStatusBlock[ar::StateOffset(Entry(ar::kHandHeld).algoId)] = FirstWord(result) == 0 ? 1 : 0;
+        const int id = Entry(ar::kHandHeld).algoId;
+        mStatusBlock[ar::StateOffset(id)] = FirstWord(result) == 0 ? 1 : 0;
+        StoreResultScore(mStatusBlock, id, result);
     }
     if (HasClients(ar::kMicroStill) && mMicroLib != nullptr) {
         uint64_t result[2] = {0, 0};
         mMicroLib->GetQStillStatusResult(result, &gArContext);
-        mStatusBlock[ar::StateOffset(Entry(ar::kMicroStill).algoId)] =
-            FirstWord(result) == 0 ? 1 : 0;
+        const int id = Entry(ar::kMicroStill).algoId;
+        mStatusBlock[ar::StateOffset(id)] = FirstWord(result) == 0 ? 1 : 0;
+        StoreResultScore(mStatusBlock, id, result);
     }
     NotifyArStatus();
 }

@@ -1,6 +1,8 @@
 #include "hal/ModuleBase.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "hal/ServerCmds.h"
 #include "hal/VyrHal.h"
@@ -221,6 +223,27 @@ void ModuleBase::DisableClient(const std::string client) {
                  client.c_str());
         }
     }
+}
+
+bool ModuleBase::LockWithin(std::mutex &mutex, std::unique_lock<std::mutex> &lock, int waitMs) {
+    lock = std::unique_lock<std::mutex>(mutex, std::defer_lock);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(waitMs);
+    while (!lock.try_lock()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+bool ModuleBase::CopyConnections(Connections &out, int waitMs) {
+    std::unique_lock<std::mutex> lock;
+    if (!LockWithin(mLock, lock, waitMs)) {
+        return false;
+    }
+    out = mConnections;
+    return true;
 }
 
 void ModuleBase::EnableConnectSensor(bool enable) {

@@ -64,6 +64,12 @@ public:
     virtual void DisableClient(const std::string client);
     virtual void EnableConnectSensor(bool enable);
 
+    using Connections = std::map<uint32_t, std::map<std::string, ConnectionParam>>;
+    // A copy of the clients by type, taken under the lock that guards them
+    // ("dump"). False, and nothing copied, when that lock stays busy for
+    // waitMs (a thread hangs with it).
+    virtual bool CopyConnections(Connections &out, int waitMs);
+
 protected:
     // Adds one command row; false when the allocation or the push fails.
     bool AddCmd(const std::string &name, VyrCmdFunc func);
@@ -71,6 +77,8 @@ protected:
     // Resets the thinning state of every sensor in use to the fastest rate
     // its types ask for (the rates of UpdateSensorRates).
     void RebuildResample();
+    // Takes `mutex` into `lock`, trying for waitMs; false when it stayed busy.
+    static bool LockWithin(std::mutex &mutex, std::unique_lock<std::mutex> &lock, int waitMs);
     // With mLock held, on the hub's thread: true when the sample serves a
     // connection and passes this module's thinning.
     bool TakeSample(const ASensorEvent &event);

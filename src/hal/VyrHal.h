@@ -124,6 +124,12 @@ public:
     static std::pair<int64_t, int64_t> MonoTimeSpec();
     uint64_t ElapsedMs() const { return MonoTimeMs() - mStartMonoTime; }
 
+    // One JSON document of the library's state ("dump"): sensors with their
+    // merged settings and callers, each module's clients by type, the closed
+    // libraries open, queue depths and drops, the log thread's statistics,
+    // the flag word and the process's PSS. On the command thread.
+    std::string DumpState();
+
 private:
     template <typename T>
     T &Checked(const std::unique_ptr<T> &member, const char *text, const char *where, int code);
@@ -141,6 +147,7 @@ private:
     bool InitVyrdFmqSize();
     bool InitVyrdClientDisable();
     bool InitVyrdReboot();
+    bool InitVyrdDump();
 
     LogSink &mLog{*this};  // the logging idiom's name for this sink
     std::atomic<bool> mLogEnable{false};

@@ -14,7 +14,8 @@
 bool VyrHal::InitVyrd() {
     return InitVyrdLogLevel() && InitVyrdVersion() && InitVyrdSystrace() && InitVyrdStartTime() &&
            InitVyrdScreenOn() && InitVyrdScreenOff() && InitVyrdUserPresent() &&
-           InitVyrdCallback() && InitVyrdFmqSize() && InitVyrdClientDisable() && InitVyrdReboot();
+           InitVyrdCallback() && InitVyrdFmqSize() && InitVyrdClientDisable() && InitVyrdReboot() &&
+           InitVyrdDump();
 }
 
 bool VyrHal::InitVyrdLogLevel() {
@@ -139,5 +140,17 @@ bool VyrHal::InitVyrdReboot() {
         "reboot", [](const std::string client, const std::string, std::vector<uint8_t> &out) {
             SetReply(out, client + " reboot ok");
             EndProcess();
+        });
+}
+
+bool VyrHal::InitVyrdDump() {
+    return GetServerCmds().AddCmd(
+        "dump", [this](const std::string, const std::string param, std::vector<uint8_t> &out) {
+            // No parameter; blanks and line ends around nothing are forgiven.
+            if (param.find_first_not_of(" \t\r\n") != std::string::npos) {
+                SetReply(out, "usage: vyrd dump");
+                return;
+            }
+            SetReply(out, DumpState());
         });
 }

@@ -192,8 +192,33 @@ void VyrLog::ThreadProcess() {
                 mQueueCount.store(mQueueFrame.size());
             }
         }
+        const auto start = std::chrono::steady_clock::now();
         HandleFrame(frame.get());
+        if (frame != nullptr) {
+            const uint64_t us =
+                static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                          std::chrono::steady_clock::now() - start)
+                                          .count());
+            mFramesWritten.fetch_add(1, std::memory_order_relaxed);
+            mWriteUsTotal.fetch_add(us, std::memory_order_relaxed);
+            uint64_t max = mWriteUsMax.load(std::memory_order_relaxed);
+            while (us > max && !mWriteUsMax.compare_exchange_weak(max, us)) {
+            }
+        }
     }
+}
+
+VyrLog::ThreadStats VyrLog::GetThreadStats() {
+    ThreadStats stats;
+    stats.running = running.load();
+    stats.queued = mFramesQueued.load(std::memory_order_relaxed);
+    stats.dropped = mFramesDropped.load(std::memory_order_relaxed);
+    stats.written = mFramesWritten.load(std::memory_order_relaxed);
+    stats.writeUsTotal = mWriteUsTotal.load(std::memory_order_relaxed);
+    stats.writeUsMax = mWriteUsMax.load(std::memory_order_relaxed);
+    std::lock_guard<std::mutex> lock(socketMutex);
+    stats.sockets = sockets.size();
+    return stats;
 }
 
 void VyrLog::StopThread() {
@@ -226,11 +251,13 @@ void VyrLog::QueueInFrame() {
     }
     if (mQueueCount.load() >= kQueueCapacity) {
         LOGE("mQueueFrame is full, VyrLog thread crash ??");
+        mFramesDropped.fetch_add(1, std::memory_order_relaxed);
         return;
     }
     std::unique_ptr<VyrFrame> frame(new (std::nothrow) VyrFrame(mHal));
     if (frame == nullptr) {
         LOGE("alloc frame memory error");
+        mFramesDropped.fetch_add(1, std::memory_order_relaxed);
         return;
     }
     frame->CopyFrom(current);
@@ -240,6 +267,7 @@ void VyrLog::QueueInFrame() {
         mQueueCount.store(mQueueFrame.size());
         frameCond.notify_all();
     }
+    mFramesQueued.fetch_add(1, std::memory_order_relaxed);
     LOGV("-");
 }
 

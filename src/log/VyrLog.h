@@ -50,6 +50,18 @@ public:
     // results also go to the log client. Any thread.
     static bool CapturesResults(VyrHal &hal);
     static constexpr const char *kCaptureClient = "vyr-client";
+
+    // What the log thread has done since start ("dump").
+    struct ThreadStats {
+        bool running = false;
+        uint64_t queued = 0;   // frames put on the queue
+        uint64_t dropped = 0;  // frames refused: queue full or no memory
+        uint64_t written = 0;  // frames handed to the sockets
+        uint64_t writeUsTotal = 0;
+        uint64_t writeUsMax = 0;
+        size_t sockets = 0;  // active log sockets
+    };
+    ThreadStats GetThreadStats();
     // The current file name of a frame type in the file socket; "" when none.
     std::string GetLogFileName(uint32_t frameType);
 
@@ -86,6 +98,11 @@ private:
     std::deque<std::unique_ptr<VyrFrame>> mQueueFrame;
     std::atomic<size_t> mQueueCount{0};
     std::atomic<bool> mCollecting{false};
+    std::atomic<uint64_t> mFramesQueued{0};
+    std::atomic<uint64_t> mFramesDropped{0};
+    std::atomic<uint64_t> mFramesWritten{0};
+    std::atomic<uint64_t> mWriteUsTotal{0};
+    std::atomic<uint64_t> mWriteUsMax{0};
     std::shared_ptr<ThreadState> mThreadState;
     bool mThreadStarted = false;
 };

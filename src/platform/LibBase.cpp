@@ -3,15 +3,18 @@
 #include <android/log.h>
 #include <dlfcn.h>
 
+#include <mutex>
 #include <vector>
 
 #include "platform/Utils.h"
 
 namespace {
 
+// Never destroyed: a module thread may still open a library while the
+// process runs its exit handlers.
 const std::vector<std::string> &SearchDirs() {
-    static const std::vector<std::string> dirs = {"/odm/lib64/", "/vendor/lib64/"};
-    return dirs;
+    static const auto *dirs = new std::vector<std::string>{"/odm/lib64/", "/vendor/lib64/"};
+    return *dirs;
 }
 
 const char *DlErrorText() {
@@ -19,13 +22,45 @@ const char *DlErrorText() {
     return text != nullptr ? text : "unknown error";
 }
 
+// The wrappers whose library is open, with its device path. A leaf lock;
+// never destroyed, since wrappers may close during exit.
+struct OpenLibraries {
+    std::mutex mutex;
+    std::map<const LibBase *, std::string> paths;
+};
+
+OpenLibraries &Registry() {
+    static auto *registry = new OpenLibraries();
+    return *registry;
+}
+
 }  // namespace
 
 LibBase::~LibBase() {
-    if (mHandle != nullptr) {
-        dlclose(mHandle);
-        mHandle = nullptr;
+    CloseHandle();
+}
+
+void LibBase::CloseHandle() {
+    if (mHandle == nullptr) {
+        return;
     }
+    {
+        OpenLibraries &registry = Registry();
+        std::lock_guard<std::mutex> lock(registry.mutex);
+        registry.paths.erase(this);
+    }
+    dlclose(mHandle);
+    mHandle = nullptr;
+}
+
+std::map<std::string, int> LibBase::LoadedLibraries() {
+    OpenLibraries &registry = Registry();
+    std::lock_guard<std::mutex> lock(registry.mutex);
+    std::map<std::string, int> loaded;
+    for (const auto &entry : registry.paths) {
+        ++loaded[entry.second];
+    }
+    return loaded;
 }
 
 const char *LibBase::UnknownVersion() {
@@ -57,10 +92,7 @@ bool LibBase::OpenLib(const std::string name, const std::string suffix) {
             continue;
         }
         // A handle of an earlier attempt whose symbols failed is given up.
-        if (mHandle != nullptr) {
-            dlclose(mHandle);
-            mHandle = nullptr;
-        }
+        CloseHandle();
         mHandle = dlopen(checked.c_str(), RTLD_NOW);
         if (mHandle == nullptr) {
             __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "OpenLib %s failed: %s",
@@ -68,6 +100,11 @@ bool LibBase::OpenLib(const std::string name, const std::string suffix) {
             continue;
         }
         __android_log_print(ANDROID_LOG_INFO, VYR_LOG_TAG, "OpenLib %s successfully", path.c_str());
+        {
+            OpenLibraries &registry = Registry();
+            std::lock_guard<std::mutex> lock(registry.mutex);
+            registry.paths[this] = path;
+        }
         LoadSymbols();
         if (mLoaded) {
             return true;

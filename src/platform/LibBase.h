@@ -13,6 +13,7 @@
 //     }
 #pragma once
 
+#include <map>
 #include <string>
 
 #include "log/LogSink.h"
@@ -39,6 +40,10 @@ public:
     // /vendor/lib64/. True when one opened and all symbols resolved.
     bool OpenLib(const std::string name, const std::string suffix);
 
+    // The libraries open right now, by device path, with the number of
+    // wrappers holding each ("dump").
+    static std::map<std::string, int> LoadedLibraries();
+
 protected:
     // Default stub of an optional GetVersion: "sys_unknown".
     static const char *UnknownVersion();
@@ -51,6 +56,9 @@ protected:
         void *symbol = FindSymbol(name, fallback != nullptr);
         slot = symbol != nullptr ? reinterpret_cast<Fn>(symbol) : fallback;
     }
+
+    // Closes mHandle and forgets it.
+    void CloseHandle();
 
     void *mHandle = nullptr;
     bool mRequired = true;

@@ -339,6 +339,7 @@ void SensorHub::PostMessage(uint32_t tag, const void *payload, size_t size) {
     SensorMessage *msg = state.pending.Append();
     if (msg == nullptr) {
         __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "no memory, message %u lost", tag);
+        ++state.lost;
         return;
     }
     msg->tag = tag;
@@ -416,6 +417,7 @@ void SensorHub::PushSensorEvents(const ASensorEvent *events, size_t count) {
         if (msg == nullptr) {
             __android_log_print(ANDROID_LOG_ERROR, VYR_LOG_TAG, "no memory, %zu events lost",
                                 count - i);
+            state.lost += count - i;
             break;
         }
         msg->tag = SENSOR_MSG_DATA;
@@ -881,6 +883,31 @@ std::map<int32_t, std::pair<int32_t, int64_t>> SensorHub::GetSensorState() {
     std::lock_guard<std::mutex> lock(mLock);
     auto it = mSensorState.find(0);
     return it == mSensorState.end() ? std::map<int32_t, std::pair<int32_t, int64_t>>() : it->second;
+}
+
+bool SensorHub::CopySensors(std::vector<VyrSensor> &sensors, std::vector<VyrSensor> &privates,
+                            Connections &requests, bool &connected, int waitMs) {
+    std::unique_lock<std::mutex> lock;
+    if (mThreadId.load() != std::this_thread::get_id() && !LockWithin(mLock, lock, waitMs)) {
+        return false;
+    }
+    sensors = mSensors;
+    privates = mPrivateSensors;
+    requests = mConnections;
+    connected = mSensorCount != 0;
+    return true;
+}
+
+SensorHub::QueueStats SensorHub::GetQueueStats() {
+    QueueState &state = *mQueue;
+    std::lock_guard<std::mutex> lock(state.mutex);
+    QueueStats stats;
+    stats.posted = state.posted;
+    stats.handled = state.handled;
+    stats.depth = state.posted >= state.handled ? state.posted - state.handled : 0;
+    stats.lost = state.lost;
+    stats.running = state.running.load() && !state.threadDone;
+    return stats;
 }
 
 bool SensorHub::IsConnected() {

@@ -126,6 +126,20 @@ public:
     FusionSenseConfig GetFusionConfig();
     bool IsIdle() const { return mIdle.load(); }
     bool IsConnected();
+    // Every sensor (the service's and the private ones) and each caller's
+    // request by type, in one hold of the module mutex ("dump"). False when
+    // the mutex stays busy for waitMs.
+    bool CopySensors(std::vector<VyrSensor> &sensors, std::vector<VyrSensor> &privates,
+                     Connections &requests, bool &connected, int waitMs);
+    struct QueueStats {
+        uint64_t posted = 0;
+        uint64_t handled = 0;
+        uint64_t depth = 0;  // posted, not yet handled
+        uint64_t lost = 0;   // no memory for the message
+        bool running = false;
+    };
+    // Under the queue mutex only.
+    QueueStats GetQueueStats();
 
 private:
     // Queue and thread state, shared with the thread so that the last
@@ -137,6 +151,7 @@ private:
         SensorQueue pending;
         uint64_t posted = 0;
         uint64_t handled = 0;
+        uint64_t lost = 0;
         bool waiting = false;  // the thread sleeps on `cond`
         int syncWaiters = 0;
         bool threadDone = false;

@@ -149,6 +149,15 @@ void TouchScreen::EnableConnectSensor(bool enable) {
     ModuleBase::EnableConnectSensor(enable);
 }
 
+bool TouchScreen::CopyConnections(Connections &out, int waitMs) {
+    std::unique_lock<std::mutex> lock;
+    if (!LockWithin(mPollMutex, lock, waitMs)) {
+        return false;
+    }
+    out = mConnections;
+    return true;
+}
+
 void TouchScreen::ResetPoll(const std::string client, int index, bool enable) {
     std::lock_guard<std::mutex> lock(mPollMutex);
     SetConnection(client, index, enable, 0, 0);

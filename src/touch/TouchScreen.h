@@ -88,6 +88,8 @@ public:
     bool InitVyrd() override;
     void DisableClient(const std::string client) override;
     void EnableConnectSensor(bool enable) override;
+    // The touch clients are guarded by the poll mutex.
+    bool CopyConnections(Connections &out, int waitMs) override;
 
     // A client's wish for channel `index` (1 to 5): recorded, and the poll
     // thread told to rebuild its set.

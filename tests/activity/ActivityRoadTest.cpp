@@ -150,7 +150,13 @@ TEST_F(ActivityRoadTest, MicroStillEntersOnTheTableAndExitsInTheHand) {
     EXPECT_EQ(events[0].eventType, 2);
     EXPECT_EQ(events[1].eventType, 1);
     EXPECT_EQ(events[1].activity, kStill);
-    EXPECT_EQ(events[1].confidence, 0);
+    // The detector's confidence rides in the events: the first exit came
+    // with an almost empty window (sure it has not been still a second
+    // yet), the entry with a window inside the rule (50 at its limit).
+    EXPECT_GE(events[0].confidence, 90);
+    EXPECT_LE(events[0].confidence, 100);
+    EXPECT_GE(events[1].confidence, 50);
+    EXPECT_LE(events[1].confidence, 100);
     EXPECT_EQ(events[1].padding, 0);
     EXPECT_GT(events[1].timestamp, start);
     EXPECT_LE(events[1].timestamp, MonoNs());
@@ -173,6 +179,9 @@ TEST_F(ActivityRoadTest, MicroStillEntersOnTheTableAndExitsInTheHand) {
     ASSERT_EQ(mPlay("hand"), 0);
     ASSERT_TRUE(WaitEvent(kStill, 2));
     EXPECT_TRUE(RunRaw("ar_status").empty());
+    for (const ar::ArEvent &event : Events()) {
+        EXPECT_GE(event.confidence, 50) << "exit on a moving window";
+    }
 }
 
 TEST_F(ActivityRoadTest, HandHeldTellsOnlyTheEventTypesAskedFor) {
@@ -180,6 +189,8 @@ TEST_F(ActivityRoadTest, HandHeldTellsOnlyTheEventTypesAskedFor) {
     ASSERT_TRUE(WaitUntil([&] { return mPeriod(kAccelerometer) == 10000; }));
     ASSERT_EQ(mPlay("hand"), 0);
     ASSERT_TRUE(WaitEvent(kHand, 1));
+    EXPECT_GE(Events().front().confidence, 50);
+    EXPECT_LE(Events().front().confidence, 100);
     ASSERT_EQ(mPlay("still"), 0);
     // Laid down and still for well over the detector's second: no exit.
     std::this_thread::sleep_for(std::chrono::milliseconds(2500));

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -35,7 +36,8 @@ struct VyrdRun {
 };
 
 // Runs vyrd with args, standard input from stdinText; kills it after 60 s.
-// fileSizeLimit (bytes, 0 none) is put on vyrd as RLIMIT_FSIZE.
+// fileSizeLimit (bytes, 0 none) is put on vyrd as RLIMIT_FSIZE. Standard
+// output is a file, so JSON lines unless the args ask for --human.
 VyrdRun RunVyrd(const TempDir &tmp, const std::vector<std::string> &args,
                 const std::string &stdinText = "", rlim_t fileSizeLimit = 0) {
     const std::string inPath = tmp.Path() + "/vyrd.in";
@@ -89,6 +91,9 @@ VyrdRun RunVyrd(const TempDir &tmp, const std::vector<std::string> &args,
     run.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : 128 + WTERMSIG(wstatus);
     run.err = ReadText(errPath);
     run.lines = ReadLines(outPath);
+    if (std::find(args.begin(), args.end(), "--human") != args.end()) {
+        return run;
+    }
     for (const std::string &line : run.lines) {
         json parsed = json::parse(line, nullptr, false);
         EXPECT_FALSE(parsed.is_discarded()) << "not JSON: " << line;
@@ -196,6 +201,93 @@ TEST(VyrdTest, StartsAndAnswersHelpAndVersion) {
     EXPECT_NE(ReplyText(run, "version").find("VyrHal/Version:1.5.2"), std::string::npos);
     // The library's log went to the sandbox's logcat file.
     EXPECT_FALSE(ReadText(tmp.Path() + "/phone/logcat.txt").empty());
+}
+
+// The human form, as at a terminal: replies as text ("help" one command a
+// line), results as their line after the seconds since start, no command
+// echoed but with -v; a script's replies only with -v, its say lines always.
+TEST(VyrdTest, HumanFormTellsRepliesResultsAndSteps) {
+    TempDir tmp;
+    const std::string root = tmp.Path() + "/phone";
+    auto has = [](const VyrdRun &run, const std::string &line) {
+        return std::find(run.lines.begin(), run.lines.end(), line) != run.lines.end();
+    };
+    VyrdRun run = RunVyrd(tmp, With(Common(root), {"--human", "-c", "help", "-c", "say a step",
+                                                   "-c", "callback vyrd,5,1"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    for (const char *name : {"help", "version", "callback", "loglevel", "flip"}) {
+        EXPECT_TRUE(has(run, name)) << name;
+    }
+    EXPECT_TRUE(has(run, "a step"));
+    EXPECT_TRUE(has(run, "send msg to vyrd eventType=5 eventCode=1"));
+    int results = 0;
+    for (const std::string &line : run.lines) {
+        EXPECT_EQ(line.find('{'), std::string::npos) << line;
+        EXPECT_NE(line.rfind("> ", 0), 0u) << "echoed: " << line;
+        double seconds = -1.0;
+        char rest[64] = {};
+        if (sscanf(line.c_str(), " %lf s  %63[^\n]", &seconds, rest) == 2) {
+            ++results;
+            EXPECT_GE(seconds, 0.0);
+            EXPECT_LT(seconds, 30.0);
+            EXPECT_STREQ(rest, "vyrd, type 5: 1,1");
+        }
+    }
+    EXPECT_EQ(results, 1);
+
+    // A script tells its steps; its replies come back with -v, each after
+    // the command it answers.
+    const std::string script = tmp.Path() + "/story.vyrd";
+    WriteText(script, "say The phone wakes up.\nclient demo\nflip on\n");
+    VyrdRun quiet = RunVyrd(tmp, With(Common(root), {"--human", "--script", script}));
+    ASSERT_EQ(quiet.status, 0) << quiet.err;
+    EXPECT_EQ(quiet.lines, std::vector<std::string>{"The phone wakes up."});
+    VyrdRun verbose = RunVyrd(tmp, With(Common(root), {"--human", "-v", "--script", script}));
+    ASSERT_EQ(verbose.status, 0) << verbose.err;
+    auto on = std::find(verbose.lines.begin(), verbose.lines.end(), "> flip on");
+    ASSERT_NE(on, verbose.lines.end());
+    ASSERT_NE(on + 1, verbose.lines.end());
+    EXPECT_EQ(*(on + 1), "enable flip motion");
+    EXPECT_TRUE(has(verbose, "> client demo"));
+    EXPECT_FALSE(has(verbose, "> say The phone wakes up."));
+
+    // JSON lines keep the step as an object of its own.
+    VyrdRun json = RunVyrd(tmp, With(Common(root), {"--script", script}));
+    ASSERT_EQ(json.status, 0) << json.err;
+    auto say = std::find_if(json.objects.begin(), json.objects.end(),
+                            [](const nlohmann::json &l) { return l.contains("say"); });
+    ASSERT_NE(say, json.objects.end());
+    EXPECT_EQ((*say)["say"], "The phone wakes up.");
+}
+
+// "dump" as an integrator runs it: one JSON document in the reply line, and
+// indented in human text.
+TEST(VyrdTest, DumpAnswersOneDocumentIndentedAtATerminal) {
+    TempDir tmp;
+    const std::string root = tmp.Path() + "/phone";
+    VyrdRun run =
+        RunVyrd(tmp, With(Common(root), {"-c", "rotation on", "-c", "sleep 300", "-c", "dump"}));
+    ASSERT_EQ(run.status, 0) << run.err;
+    const json doc = json::parse(ReplyText(run, "dump"), nullptr, false);
+    ASSERT_FALSE(doc.is_discarded());
+    EXPECT_EQ(doc["sensors"]["serviceConnected"], true);
+    EXPECT_FALSE(doc["sensors"]["list"].empty());
+    bool rotation = false;
+    for (const json &module : doc["modules"]) {
+        for (const json &row : module["clients"]) {
+            rotation = rotation || (module["name"] == "Motion" && row["type"] == 7 &&
+                                    row["clients"] == json::array({"vyrd"}));
+        }
+    }
+    EXPECT_TRUE(rotation) << doc["modules"].dump();
+
+    VyrdRun human = RunVyrd(tmp, With(Common(root), {"--human", "-c", "dump"}));
+    ASSERT_EQ(human.status, 0) << human.err;
+    ASSERT_FALSE(human.lines.empty());
+    EXPECT_EQ(human.lines.front(), "{");
+    EXPECT_EQ(human.lines.back(), "}");
+    EXPECT_NE(std::find(human.lines.begin(), human.lines.end(), "  \"sensors\": {"),
+              human.lines.end());
 }
 
 TEST(VyrdTest, EachStartCountsInTheReusedSandbox) {

@@ -6,7 +6,16 @@
 //    screen is touched (UpdateTpInfo 1).
 //  - GetHandHeldResult writes 0 into the first 32-bit word when in the
 //    hand, 1 when not (on a table, or fewer than 100 samples seen); the
-//    second word is the number of samples seen (capped at 100).
+//    second word is the confidence of that verdict (0 to 100); the third
+//    the number of samples seen (capped at 100).
+//  - the confidence tells how well the window fits the rule. With r the
+//    standard deviation over its limit 0.02: in the hand (r >= 1) scores
+//    50 + 50 * (1 - 1 / r), so 50 just at the limit, 75 at twice it, 95 at
+//    ten times; not in the hand (r < 1) scores 50 + 50 * (1 - r), 100 for a
+//    phone that does not move at all. A touched screen is in the hand with
+//    100. Before the window is full (and untouched) the verdict is "not in
+//    the hand" and scores the share of the window still missing: 99 after
+//    the first sample, 1 after the 99th.
 //  - the algorithm switch only answers GetHandHeldAlgSwitch.
 // The caller's context word is not used: the window lives in the library,
 // and a fresh load starts empty.
@@ -20,7 +29,7 @@
 namespace {
 
 constexpr int kWindow = 100;
-constexpr double kHeldVariance = 0.0004;
+constexpr double kHeldDeviation = 0.02;  // a variance of 0.0004 (m/s^2)^2
 
 double gMagnitudes[kWindow] = {};
 int gCount = 0;
@@ -28,12 +37,17 @@ int gNext = 0;
 int32_t gSwitch = 0;
 int32_t gTouched = 0;
 
-bool IsHeld() {
+struct Verdict {
+    bool held;
+    uint32_t confidence;  // 0 to 100
+};
+
+Verdict Judge() {
     if (gTouched != 0) {
-        return true;
+        return {true, 100};
     }
     if (gCount < kWindow) {
-        return false;
+        return {false, static_cast<uint32_t>(100 * (kWindow - gCount) / kWindow)};
     }
     double mean = 0.0;
     for (double m : gMagnitudes) {
@@ -44,7 +58,11 @@ bool IsHeld() {
     for (double m : gMagnitudes) {
         variance += (m - mean) * (m - mean);
     }
-    return variance / kWindow >= kHeldVariance;
+    const double r = std::sqrt(variance / kWindow) / kHeldDeviation;
+    if (r >= 1.0) {
+        return {true, static_cast<uint32_t>(std::lround(50.0 + 50.0 * (1.0 - 1.0 / r)))};
+    }
+    return {false, static_cast<uint32_t>(std::lround(50.0 + 50.0 * (1.0 - r)))};
 }
 
 }  // namespace
@@ -76,7 +94,9 @@ VYR_EXPORT int32_t GetHandHeldResult(uint64_t result[2], void * /*context*/) {
     if (result == nullptr) {
         return -1;
     }
-    const uint32_t words[4] = {IsHeld() ? 0u : 1u, 0u, static_cast<uint32_t>(gCount), 0u};
+    const Verdict verdict = Judge();
+    const uint32_t words[4] = {verdict.held ? 0u : 1u, verdict.confidence,
+                               static_cast<uint32_t>(gCount), 0u};
     memcpy(result, words, sizeof(words));
     return 0;
 }

@@ -5,8 +5,16 @@
 //    below 0.0004 (m/s^2)^2, a standard deviation of 0.02: a phone lying on
 //    a table. Fewer samples, or more movement: not still.
 //  - GetQStillStatusResult (and GetStatusResult) write 0 into the first
-//    32-bit word when still, 1 when not; the second word is the number of
-//    samples seen (capped at 100).
+//    32-bit word when still, 1 when not; the second word is the confidence
+//    of that verdict (0 to 100); the third the number of samples seen
+//    (capped at 100).
+//  - the confidence tells how well the window fits the rule. With r the
+//    standard deviation over its limit 0.02: still (r < 1) scores
+//    50 + 50 * (1 - r), 100 for a phone that does not move at all; not
+//    still (r >= 1) scores 50 + 50 * (1 - 1 / r), so 50 just at the limit,
+//    75 at twice it, 95 at ten times. Before the window is full the verdict
+//    is "not still" and scores the share of the window still missing: 99
+//    after the first sample, 1 after the 99th.
 //  - MicroArSetProjectName knows products whose name starts with "VYR";
 //    others get -1 (the detector then works with its defaults).
 //  - the quiet-still switch only answers GetQStillAlgSwitch.
@@ -22,16 +30,21 @@
 namespace {
 
 constexpr int kWindow = 100;
-constexpr double kStillVariance = 0.0004;
+constexpr double kStillDeviation = 0.02;  // a variance of 0.0004 (m/s^2)^2
 
 double gMagnitudes[kWindow] = {};
 int gCount = 0;
 int gNext = 0;
 int32_t gSwitch = 0;
 
-bool IsStill() {
+struct Verdict {
+    bool still;
+    uint32_t confidence;  // 0 to 100
+};
+
+Verdict Judge() {
     if (gCount < kWindow) {
-        return false;
+        return {false, static_cast<uint32_t>(100 * (kWindow - gCount) / kWindow)};
     }
     double mean = 0.0;
     for (double m : gMagnitudes) {
@@ -42,14 +55,20 @@ bool IsStill() {
     for (double m : gMagnitudes) {
         variance += (m - mean) * (m - mean);
     }
-    return variance / kWindow < kStillVariance;
+    const double r = std::sqrt(variance / kWindow) / kStillDeviation;
+    if (r < 1.0) {
+        return {true, static_cast<uint32_t>(std::lround(50.0 + 50.0 * (1.0 - r)))};
+    }
+    return {false, static_cast<uint32_t>(std::lround(50.0 + 50.0 * (1.0 - 1.0 / r)))};
 }
 
 void Fill(uint64_t result[2]) {
     if (result == nullptr) {
         return;
     }
-    const uint32_t words[4] = {IsStill() ? 0u : 1u, 0u, static_cast<uint32_t>(gCount), 0u};
+    const Verdict verdict = Judge();
+    const uint32_t words[4] = {verdict.still ? 0u : 1u, verdict.confidence,
+                               static_cast<uint32_t>(gCount), 0u};
     memcpy(result, words, sizeof(words));
 }
 
