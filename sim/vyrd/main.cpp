@@ -302,7 +302,8 @@ int main(int argc, char **argv) {
     if (result != 0) {
         fprintf(stderr, "vyrd: vyr_init returned %d\n", result);
         gOwnEnd.store(true);
-        return 1;
+        fflush(nullptr);
+        std::quick_exit(1);
     }
 
     vyrd::CommandRunner runner(lib, Out(), Trace(), s.client);
@@ -336,6 +337,10 @@ int main(int argc, char **argv) {
 
     gOwnEnd.store(true);
     Trace().Finish();
-    fflush(stdout);
-    return 0;
+    // The library's threads run to the end of the process, as in the daemon,
+    // so vyrd ends as the library's own planned end does: output flushed,
+    // then quick_exit, with no static object of the library destroyed under
+    // its running threads.
+    fflush(nullptr);
+    std::quick_exit(0);
 }
