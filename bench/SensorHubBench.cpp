@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "BareQueue.h"
 #include "BenchHal.h"
 #include "hal/VyrHal.h"
 #include "platform/api/sensor_event.h"
@@ -57,6 +58,11 @@ Consumer &TheConsumer() {
     return *consumer;
 }
 
+// The floor's consumer: what the module callback does.
+void ConsumeLikeTheModule(const ASensorEvent &event) {
+    TheConsumer().OnEvent(event);
+}
+
 // One started HAL for all runs, with the stand-in sensor service.
 VyrHal &BenchHal() {
     static VyrHal *hal = [] {
@@ -95,64 +101,9 @@ ASensorEvent AccEvent(int64_t timestamp) {
     return event;
 }
 
-// The floor: a bare queue with the same consumer.
-class BareQueue {
-public:
-    BareQueue() : mThread([this] { Run(); }) {}
-    ~BareQueue() {
-        {
-            std::lock_guard<std::mutex> lock(mMutex);
-            mRunning = false;
-        }
-        mCond.notify_one();
-        mThread.join();
-    }
-
-    void Push(const ASensorEvent &event) {
-        {
-            std::lock_guard<std::mutex> lock(mMutex);
-            mQueue.push_back(event);
-        }
-        mCond.notify_one();
-    }
-
-    uint64_t Handled() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mHandled;
-    }
-
-private:
-    void Run() {
-        std::deque<ASensorEvent> work;
-        std::unique_lock<std::mutex> lock(mMutex);
-        while (mRunning) {
-            if (mQueue.empty()) {
-                mCond.wait(lock);
-                continue;
-            }
-            work.swap(mQueue);
-            lock.unlock();
-            for (const ASensorEvent &event : work) {
-                TheConsumer().OnEvent(event);
-            }
-            size_t n = work.size();
-            work.clear();
-            lock.lock();
-            mHandled += n;
-        }
-    }
-
-    std::mutex mMutex;
-    std::condition_variable mCond;
-    std::deque<ASensorEvent> mQueue;
-    uint64_t mHandled = 0;
-    bool mRunning = true;
-    std::thread mThread;
-};
-
 void BM_FloorMutexQueue(benchmark::State &state) {
     BenchHal();  // same scheduling class as the road, alone or in a full run
-    BareQueue queue;
+    BareQueue queue(ConsumeLikeTheModule);
     int64_t t = 0;
     uint64_t target = 0;
     for (auto _ : state) {
@@ -236,7 +187,7 @@ void BM_SensorRoadVsFloor(benchmark::State &state) {
         double roadSeconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
-        BareQueue queue;
+        BareQueue queue(ConsumeLikeTheModule);
         start = std::chrono::steady_clock::now();
         for (int i = 0; i < kEvents; ++i) {
             t += 2500000;
@@ -328,7 +279,7 @@ BENCHMARK(BM_SensorRoadLatency)->UseRealTime()->Iterations(2)->Unit(benchmark::k
 // The same handoff through the bare queue, for comparison.
 void BM_FloorLatency(benchmark::State &state) {
     BenchHal();  // same scheduling class as the road
-    BareQueue queue;
+    BareQueue queue(ConsumeLikeTheModule);
     uint64_t pushed = 0;
     MeasureLatency(
         state,

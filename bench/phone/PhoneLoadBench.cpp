@@ -44,6 +44,7 @@
 #include <thread>
 #include <vector>
 
+#include "BareQueue.h"
 #include "camera/TofFrame.h"
 #include "hal/VyrHal.h"
 #include "libs/face3d_sdk/face3d_sim.h"
@@ -132,6 +133,11 @@ Recorder &TheRecorder() {
     return *recorder;
 }
 
+// The floor's consumer: the same recorder as the module callback.
+void RecordLikeTheModule(const ASensorEvent &event) {
+    TheRecorder().OnEvent(event);
+}
+
 std::atomic<int64_t> gFaceDownAt{0};
 std::atomic<uint64_t> gGazeResults{0};
 
@@ -142,63 +148,6 @@ void OnResult(vyr_msg_t &msg) {
         gGazeResults.fetch_add(1);
     }
 }
-
-// The floor: a bare queue, its consumer calling the same recorder.
-class BareQueue {
-public:
-    BareQueue() : mThread([this] { Run(); }) {}
-    ~BareQueue() {
-        {
-            std::lock_guard<std::mutex> lock(mMutex);
-            mRunning = false;
-        }
-        mCond.notify_one();
-        mThread.join();
-    }
-    void Push(const ASensorEvent &event) {
-        {
-            std::lock_guard<std::mutex> lock(mMutex);
-            mQueue.push_back(event);
-            ++mPosted;
-        }
-        mCond.notify_one();
-    }
-    void Drain() {
-        std::unique_lock<std::mutex> lock(mMutex);
-        mDrained.wait(lock, [this] { return mHandled >= mPosted; });
-    }
-
-private:
-    void Run() {
-        std::deque<ASensorEvent> work;
-        std::unique_lock<std::mutex> lock(mMutex);
-        while (mRunning) {
-            if (mQueue.empty()) {
-                mCond.wait(lock);
-                continue;
-            }
-            work.swap(mQueue);
-            lock.unlock();
-            for (const ASensorEvent &event : work) {
-                TheRecorder().OnEvent(event);
-            }
-            const size_t n = work.size();
-            work.clear();
-            lock.lock();
-            mHandled += n;
-            mDrained.notify_all();
-        }
-    }
-
-    std::mutex mMutex;
-    std::condition_variable mCond;
-    std::condition_variable mDrained;
-    std::deque<ASensorEvent> mQueue;
-    uint64_t mPosted = 0;
-    uint64_t mHandled = 0;
-    bool mRunning = true;
-    std::thread mThread;
-};
 
 struct Phone {
     std::string root;
@@ -528,7 +477,7 @@ void BM_PhoneUnderLoad(benchmark::State &state) {
         // A second for the streams to settle before the first reading.
         std::this_thread::sleep_for(std::chrono::seconds(1));
         pssStart = sysfs.GetMemoryPss();
-        BareQueue bare;
+        BareQueue bare(RecordLikeTheModule);
         for (int pair = 0; pair < kPairs; ++pair) {
             std::vector<uint64_t> r = Slice([&](const ASensorEvent &e) { hub.PushSensorEvent(e); },
                                             [&] { hub.WaitQueueEmpty(10000); });
