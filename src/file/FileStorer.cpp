@@ -5,14 +5,35 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 #include <utility>
 #include <vector>
 
 #include "hal/VyrHal.h"
 #include "log/LogSink.h"
 #include "platform/Utils.h"
+
+namespace {
+
+// The open files of every storer, for FlushAll. A file leaves the list, and
+// is closed, under the mutex, so that FlushAll never touches a closed file.
+std::mutex gOpenMutex;
+std::vector<FILE *> &OpenFiles() {
+    static auto *files = new std::vector<FILE *>();
+    return *files;
+}
+
+}  // namespace
+
+void FileStorer::FlushAll() {
+    std::lock_guard<std::mutex> lock(gOpenMutex);
+    for (FILE *file : OpenFiles()) {
+        fflush(file);
+    }
+}
 
 FileStorer::FileStorer(VyrHal &hal, std::string path, bool flushEachWrite)
     : mHal(hal), mLog(hal), mFlushEachWrite(flushEachWrite), mFilename(std::move(path)) {}
@@ -50,6 +71,10 @@ bool FileStorer::OpenFile() {
     if (mFile == nullptr) {
         LOGE("mFile is nullptr");
         return false;
+    }
+    {
+        std::lock_guard<std::mutex> lock(gOpenMutex);
+        OpenFiles().push_back(mFile);
     }
     long size = -1;
     if (fseek(mFile, 0, SEEK_END) == 0) {
@@ -112,6 +137,9 @@ void FileStorer::Close() {
     if (mFile == nullptr) {
         return;
     }
+    std::lock_guard<std::mutex> lock(gOpenMutex);
+    std::vector<FILE *> &files = OpenFiles();
+    files.erase(std::remove(files.begin(), files.end(), mFile), files.end());
     fflush(mFile);
     fclose(mFile);
     mFile = nullptr;

@@ -29,6 +29,11 @@ public:
     // False when the file system refused the bytes (they are dropped).
     bool WriteText(const std::string &text);
     void Close();
+    // Any thread, at the planned end of the process: pushes the buffered
+    // records of every open file to the file system. Only the library's own
+    // files: a stream of the daemon's may be held for good by a thread that
+    // waits in it (standard input, read by the daemon's command loop).
+    static void FlushAll();
     // Records written since the file was opened.
     uint32_t GetCount() const { return mCount; }
     // Bytes of the file.

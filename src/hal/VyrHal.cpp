@@ -18,6 +18,7 @@
 #include "activity/Activity.h"
 #include "camera/Camera.h"
 #include "file/DirOperator.h"
+#include "file/FileStorer.h"
 #include "hal/ModuleBase.h"
 #include "hal/ProcessEnd.h"
 #include "hal/ServerCmds.h"
@@ -478,7 +479,9 @@ void EndProcess() {
             pause();
         }
     }
-    fflush(nullptr);
+    // Only the library's own files: flushing every stream would wait for
+    // good on one that a daemon thread holds while it waits in it.
+    FileStorer::FlushAll();
     quick_exit(0);
 }
 
